@@ -1,0 +1,36 @@
+#pragma once
+// Decoding of audio files and of the first audio stream of videos into PlanarAudio,
+// at the file's own rate and channel order, through FFmpeg.
+#include <cstddef>
+#include <string>
+
+#include "audio/LoudnessError.h"
+#include "audio/PlanarAudio.h"
+
+namespace velmora {
+
+// Lets a caller work on the decoded frames while decoding goes on (the measurement of a
+// long file overlaps its decoding). Called on the decoding thread.
+class DecodeListener {
+public:
+    virtual ~DecodeListener() = default;
+    // Channels are allocated (sized to the expected length) and the rate is known.
+    virtual void started(const PlanarAudio& audio, std::size_t expectedFrames) = 0;
+    // Frames [begin, end) of every channel hold their final values. The listener may start
+    // work that reads them and return at once.
+    virtual void framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) = 0;
+    // Every piece of work started from framesDecoded must have finished when this returns:
+    // the reader is about to move or resize the channels, or to hand them back.
+    virtual void quiesce() = 0;
+};
+
+// Every audio extension Velmora accepts, and those read through the video path.
+bool isAcceptedExtension(const std::string& path);
+bool isVideoPath(const std::string& path);
+
+Expected<PlanarAudio> readAudioFile(const std::string& path, DecodeListener* listener = nullptr);
+Expected<PlanarAudio> readVideoAudio(const std::string& path, DecodeListener* listener = nullptr);
+// readVideoAudio for videos, readAudioFile for everything else.
+Expected<PlanarAudio> loadAudio(const std::string& path, bool isVideo, DecodeListener* listener = nullptr);
+
+}  // namespace velmora

@@ -1,0 +1,22 @@
+#include "audio/LoudnessError.h"
+
+namespace velmora {
+
+std::string LoudnessError::message() const {
+    switch (code) {
+    case Code::tooManyChannels:
+        return "Trop de canaux (" + std::to_string(channelCount) + "). Maximum géré : 16.";
+    case Code::cannotRead: return "Impossible de lire ce fichier audio.";
+    case Code::unsupportedFormat: return "Format non pris en charge (essayez WAV, AIFF, MP4, MOV).";
+    case Code::corruptFile: return "Fichier illisible ou endommagé.";
+    case Code::tooQuiet: return "Signal trop faible ou silencieux pour être mesuré.";
+    case Code::noAudioTrack: return "Aucune piste audio trouvée dans ce fichier.";
+    case Code::cannotWrite:
+        return "Impossible d'écrire le fichier de sortie (vérifiez l'espace disque et les permissions).";
+    case Code::diskAccess: return "Accès au disque refusé. Vérifiez les permissions du dossier.";
+    case Code::tooLarge: return "Fichier trop volumineux pour la mémoire disponible.";
+    }
+    return {};
+}
+
+}  // namespace velmora

@@ -1,0 +1,48 @@
+#pragma once
+// Failures of reading, measuring and writing, each with the French message the user sees.
+#include <string>
+#include <utility>
+#include <variant>
+
+namespace velmora {
+
+struct LoudnessError {
+    enum class Code {
+        tooManyChannels,
+        cannotRead,
+        unsupportedFormat,
+        corruptFile,
+        tooQuiet,
+        noAudioTrack,
+        cannotWrite,
+        diskAccess,
+        tooLarge,
+    };
+    Code code;
+    int channelCount = 0;  // payload of tooManyChannels only
+
+    std::string message() const;
+    bool operator==(const LoudnessError&) const = default;
+};
+
+// A value or the error that prevented it.
+template <typename T>
+class Expected {
+public:
+    Expected(T value) : v_(std::move(value)) {}
+    Expected(LoudnessError error) : v_(error) {}
+    bool hasValue() const { return v_.index() == 0; }
+    explicit operator bool() const { return hasValue(); }
+    T& value() { return std::get<0>(v_); }
+    const T& value() const { return std::get<0>(v_); }
+    T& operator*() { return value(); }
+    const T& operator*() const { return value(); }
+    T* operator->() { return &value(); }
+    const T* operator->() const { return &value(); }
+    const LoudnessError& error() const { return std::get<1>(v_); }
+
+private:
+    std::variant<T, LoudnessError> v_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,81 @@
+#pragma once
+// Loudness measurement after ITU-R BS.1770-4 and EBU R128 / Tech 3342.
+//
+// Every call designs its filters for the given rate and starts from zero state; nothing
+// survives a call. The engine never throws: what cannot be measured is negative infinity
+// (or absent for the loudness range). All arithmetic is double over float storage.
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace velmora {
+
+using Channels = std::vector<std::vector<float>>;
+using BlockEnergies = std::vector<std::vector<double>>;  // per channel, mean square per block
+using ProgressFn = std::function<void(double)>;          // fraction 0 … 1
+
+struct LoudnessResult {
+    double integratedLUFS = -std::numeric_limits<double>::infinity();
+    std::optional<double> loudnessRange;  // LU
+    double truePeakDB = -240.0;           // dBTP
+    double momentaryMax = -std::numeric_limits<double>::infinity();
+    double shortTermMax = -std::numeric_limits<double>::infinity();
+    std::optional<double> programmeLUFS;  // dialogue mode only
+};
+
+// One biquad as b0, b1, b2, a1, a2 (a0 = 1).
+using BiquadCoefficients = std::array<double, 5>;
+
+struct KWeightingFilter {
+    BiquadCoefficients shelf;     // high-frequency shelf, first
+    BiquadCoefficients highPass;  // then the high-pass
+};
+
+struct LoudnessEngine {
+    static constexpr double loudnessOffset = -0.691;
+    static constexpr double absoluteGateLUFS = -70.0;
+    static constexpr double relativeGateLU = 10.0;
+
+    static std::size_t momentaryBlockFrames(double fs);  // round(fs · 0.4)
+    static std::size_t shortTermBlockFrames(double fs);  // round(fs · 3.0)
+    static std::size_t hopFrames(double fs);             // round(fs · 0.1)
+
+    static KWeightingFilter kWeightingCoefficients(double sampleRate);
+    // Allocates the filtered copy; channels filtered in parallel.
+    static Channels kWeightChannels(const Channels& channels, double sampleRate);
+    static std::vector<double> blockMeanSquares(std::span<const float> kWeighted, std::size_t blockFrames,
+                                                std::size_t hopFrames);
+
+    static double weightedLoudness(std::span<const double> meanSquares, std::span<const double> weights);
+    static double integratedLoudness(const BlockEnergies& blocks, std::span<const double> weights);
+    static double maskedIntegratedLoudness(const BlockEnergies& blocks, std::span<const double> weights,
+                                           const std::vector<bool>& flags);
+    static double maxBlockLoudness(const BlockEnergies& blocks, std::span<const double> weights);
+    static std::optional<double> computeLoudnessRange(const BlockEnergies& shortTermBlocks,
+                                                      std::span<const double> weights);
+
+    // Linear 4× true peak of one channel, never below its sample peak nor 1e-12.
+    static double channelTruePeak(std::span<const float> channel);
+    // dBTP over every channel, -240 when there is none.
+    static double measureTruePeak(const Channels& channels);
+
+    // momentaryMax and shortTermMax are the loudest 400 ms / 3 s windows on a grid of at most
+    // 10 ms, so a burst that straddles two 100 ms blocks is not under-read.
+    static LoudnessResult measure(const Channels& channels, std::span<const double> weights, double sampleRate,
+                                  const ProgressFn& progress = {});
+    static LoudnessResult measureDialogue(const Channels& channels, std::span<const double> weights,
+                                          double sampleRate, const ProgressFn& progress = {},
+                                          double preferredSampleRate = 16000.0, double voiceThresholdDB = -36.0);
+
+    // Loudness (LUFS) and sample peak (dBFS) of the window of `windowFrames` ending at `endFrame`.
+    static std::pair<double, double> windowedLoudness(const Channels& channels, std::span<const double> weights,
+                                                      std::size_t endFrame, std::size_t windowFrames,
+                                                      double sampleRate);
+};
+
+}  // namespace velmora
