@@ -1,1 +1,124 @@
-// placeholder
+#include "measurement/StreamingMeter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace velmora {
+
+LoudnessAnalyzer::LoudnessAnalyzer(ProgressFn progress) : progress_(std::move(progress)) {}
+
+LoudnessAnalyzer::~LoudnessAnalyzer() { wait(); }
+
+void LoudnessAnalyzer::prepare(std::size_t channelCount, double sampleRate, std::size_t expectedFrames) {
+    wait();
+    sampleRate_ = sampleRate;
+    expectedFrames_ = expectedFrames;
+    fed_ = 0;
+    unitFrames_ = energyUnitFrames(sampleRate);
+    meters_.clear();
+    for (std::size_t c = 0; c < channelCount; ++c) meters_.push_back(std::make_unique<ChannelMeter>(sampleRate, expectedFrames));
+    pool_ = std::make_unique<WorkerPool>(WorkerPool::threadsFor(channelCount));
+    pending_.assign(channelCount, nullptr);
+}
+
+void LoudnessAnalyzer::feed(const std::vector<const float*>& channels, std::size_t n) {
+    wait();
+    if (n == 0 || meters_.empty()) return;
+    pending_ = channels;
+    pool_->start(meters_.size(), [this, n](std::size_t c) { meters_[c]->process(pending_[c], n); });
+    fed_ += n;
+    if (progress_ && expectedFrames_ > 0)
+        progress_(std::min(0.95, 0.95 * double(fed_) / double(expectedFrames_)));
+}
+
+void LoudnessAnalyzer::wait() {
+    if (pool_) pool_->wait();
+}
+
+void LoudnessAnalyzer::started(const PlanarAudio& audio, std::size_t expectedFrames) {
+    prepare(audio.channelCount(), audio.sampleRate, expectedFrames);
+}
+
+void LoudnessAnalyzer::framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) {
+    std::vector<const float*> ptrs(audio.channelCount());
+    for (std::size_t c = 0; c < ptrs.size(); ++c) ptrs[c] = audio.channels[c].data() + begin;
+    feed(ptrs, end - begin);
+}
+
+std::size_t LoudnessAnalyzer::frames() const { return meters_.empty() ? 0 : meters_.front()->frames(); }
+
+BlockEnergies LoudnessAnalyzer::blocks(std::size_t N) const {
+    const std::size_t H = LoudnessEngine::hopFrames(sampleRate_);
+    const std::size_t L = frames();
+    BlockEnergies out(meters_.size());
+    if (N == 0 || H == 0 || L < N) return out;
+    const std::size_t count = (L - N) / H + 1;
+    const std::size_t unitsPerBlock = N / unitFrames_, unitsPerHop = H / unitFrames_;
+    for (std::size_t c = 0; c < meters_.size(); ++c) {
+        const auto& u = meters_[c]->unitSums();
+        out[c].resize(count);
+        for (std::size_t j = 0; j < count; ++j) {
+            const double* p = u.data() + j * unitsPerHop;
+            double s = 0.0;
+            for (std::size_t k = 0; k < unitsPerBlock; ++k) s += p[k];
+            out[c][j] = s / double(N);
+        }
+    }
+    return out;
+}
+
+BlockEnergies LoudnessAnalyzer::momentaryBlocks() const {
+    return blocks(LoudnessEngine::momentaryBlockFrames(sampleRate_));
+}
+
+BlockEnergies LoudnessAnalyzer::shortTermBlocks() const {
+    return blocks(LoudnessEngine::shortTermBlockFrames(sampleRate_));
+}
+
+double LoudnessAnalyzer::fineMaximum(std::span<const double> w, std::size_t N) const {
+    constexpr double negInf = -std::numeric_limits<double>::infinity();
+    const std::size_t L = frames();
+    if (meters_.empty() || N == 0 || L < N) return negInf;
+    const std::size_t m = N / unitFrames_;
+    const std::size_t units = L / unitFrames_;
+    std::vector<double> e(units, 0.0);
+    for (std::size_t c = 0; c < meters_.size() && c < w.size(); ++c) {
+        if (w[c] == 0.0) continue;
+        const auto& u = meters_[c]->unitSums();
+        for (std::size_t k = 0; k < units; ++k) e[k] += w[c] * u[k];
+    }
+    // A running sum, summed afresh now and then so rounding cannot drift over hours.
+    double best = 0.0, running = 0.0;
+    for (std::size_t start = 0; start + m <= units; ++start) {
+        if (start % 4096 == 0) {
+            running = 0.0;
+            for (std::size_t k = 0; k < m; ++k) running += e[start + k];
+        } else {
+            running += e[start + m - 1] - e[start - 1];
+        }
+        best = std::max(best, running);
+    }
+    return best > 0.0 ? LoudnessEngine::loudnessOffset + 10.0 * std::log10(best / double(N)) : negInf;
+}
+
+double LoudnessAnalyzer::truePeakDB() const {
+    if (meters_.empty()) return -240.0;
+    double peak = 1e-12;
+    for (const auto& m : meters_) peak = std::max(peak, m->truePeak());
+    return 20.0 * std::log10(peak);
+}
+
+LoudnessResult LoudnessAnalyzer::result(std::span<const double> w) const {
+    LoudnessResult r;
+    const auto momentary = momentaryBlocks();
+    const auto shortTerm = shortTermBlocks();
+    r.integratedLUFS = LoudnessEngine::integratedLoudness(momentary, w);
+    r.loudnessRange = LoudnessEngine::computeLoudnessRange(shortTerm, w);
+    r.momentaryMax = fineMaximum(w, LoudnessEngine::momentaryBlockFrames(sampleRate_));
+    r.shortTermMax = fineMaximum(w, LoudnessEngine::shortTermBlockFrames(sampleRate_));
+    r.truePeakDB = truePeakDB();
+    return r;
+}
+
+}  // namespace velmora

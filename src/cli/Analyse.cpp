@@ -1,0 +1,185 @@
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+
+#include "cli/Commands.h"
+#include "cli/Json.h"
+#include "cli/Progress.h"
+#include "cli/Settings.h"
+#include "cli/Text.h"
+#include "measurement/FileAnalysis.h"
+#include "norms/Diagnosis.h"
+#include "norms/PADCheck.h"
+#include "norms/Presets.h"
+
+namespace velmora::cli {
+
+namespace {
+
+struct Outcome {
+    std::string file;
+    std::string status;  // "Prêt", "Non mesurable" or "Échec lecture"
+    std::optional<std::string> error;
+    std::optional<FileAnalysis> analysis;
+    std::vector<NormCheck> norms;
+    std::optional<PADCheck> pad;
+    bool ok() const { return !error; }
+};
+
+double difference(double a, double b) { return std::isfinite(a) && std::isfinite(b) ? a - b : NAN; }
+
+Outcome analyseOne(const std::string& path, const MeasureOptions& options) {
+    Outcome o;
+    o.file = path;
+    const Preset& norm = presetAt(options.norm);
+    AnalysisSettings settings;
+    settings.layout = options.layout;
+    settings.order = options.order;
+    settings.dialogueGating = effectiveGatingMode(options.gating, norm) == GatingMode::dialog;
+
+    ProgressBar bar(std::filesystem::path(path).filename().string());
+    auto analysed = analyseFile(path, settings, [&](double f) { bar.update(f); });
+    bar.finish();
+    if (!analysed) {
+        o.status = "Échec lecture";
+        o.error = analysed.error().message();
+        return o;
+    }
+    o.analysis = std::move(*analysed);
+    const auto& r = o.analysis->result;
+    o.status = "Prêt";
+    if (auto reason = o.analysis->unmeasurableReason()) {
+        o.status = "Non mesurable";
+        o.error = *reason;
+    }
+    o.norms = diagnose(presets(), r.integratedLUFS, r.truePeakDB);
+    o.pad = checkPAD(r.loudnessRange, r.integratedLUFS, r.truePeakDB, r.shortTermMax, o.analysis->durationSeconds());
+    return o;
+}
+
+void printHuman(const Outcome& o, const MeasureOptions& options) {
+    std::cout << "== " << o.file << '\n';
+    if (!o.analysis) {
+        std::cout << o.status << " : " << *o.error << "\n\n";
+        return;
+    }
+    const auto& a = *o.analysis;
+    const auto& r = a.result;
+    const std::string unit(rawValue(presetAt(options.norm).unit));
+    std::cout << a.infoLine() << '\n';
+    if (o.error) std::cout << o.status << " : " << *o.error << '\n';
+
+    auto row = [](const char* label, double value, const std::string& u) {
+        std::cout << padRight(label, 21) << ": " << oneDecimalOrDash(value) << (std::isfinite(value) ? " " + u : "")
+                  << '\n';
+    };
+    if (r.programmeLUFS) {
+        row("Sonie dialogues (DL)", r.integratedLUFS, unit);
+        row("Sonie programme (PL)", *r.programmeLUFS, unit);
+    } else {
+        row("Sonie intégrée (I)", r.integratedLUFS, unit);
+    }
+    row("Plage de sonie (LRA)", r.loudnessRange.value_or(NAN), "LU");
+    row("Momentanée max (M)", r.momentaryMax, unit);
+    row("Court-terme max (S)", r.shortTermMax, unit);
+    row("Crête vraie", r.truePeakDB, "dBTP");
+    row("PLR (TP - I)", difference(r.truePeakDB, r.integratedLUFS), "LU");
+    row("PSR (TP - S max)", difference(r.truePeakDB, r.shortTermMax), "LU");
+
+    std::cout << "\nDIAGNOSTIC MULTI-NORME · CONFORMITÉ INSTANTANÉE " << diagnosisBadge(o.norms) << '\n'
+              << diagnosisSummary(o.norms) << '\n';
+    for (const auto& n : o.norms) {
+        std::cout << "  " << (n.conform ? "✓" : "✗") << ' ' << padRight(n.presetLabel, 40) << ' '
+                  << padLeft(deviationText(n), 9) << (n.integratedOK ? "  " : " !") << "  TP "
+                  << (n.truePeakOK ? "✓" : "⚠") << '\n';
+    }
+    const auto& pad = *o.pad;
+    std::cout << "\nVÉRIFICATION PAD · CST-RT-040 — " << (pad.isShort ? "Programme court" : "Programme long") << '\n'
+              << "Verdict : " << padVerdict(pad) << '\n';
+    for (const auto& line : pad.lines)
+        std::cout << "  " << (line.pass ? "[OK] " : "[!!] ") << padRight(line.label, 26) << ' ' << line.value << "  ("
+                  << line.target << ")\n";
+    if (a.inversion) std::cout << "\n⚠︎ " << a.inversion->text() << '\n';
+    if (auto w = layoutMismatchWarning(options.layout, a.channelCount)) std::cout << '\n' << *w << '\n';
+    std::cout << '\n';
+}
+
+void printJson(const Outcome& o) {
+    JsonWriter j;
+    j.beginObject();
+    j.field("file", o.file).field("status", o.status);
+    j.key("info");
+    if (o.analysis) j.value(o.analysis->infoLine());
+    else j.null();
+    j.key("error");
+    if (o.error) j.value(*o.error);
+    else j.null();
+    if (o.analysis) {
+        const auto& a = *o.analysis;
+        const auto& r = a.result;
+        j.field("channels", a.channelCount).field("sampleRate", a.sampleRate).field("durationSeconds", a.durationSeconds());
+        j.field("integratedLUFS", r.integratedLUFS).field("loudnessRange", r.loudnessRange);
+        j.field("truePeakDB", r.truePeakDB).field("momentaryMax", r.momentaryMax).field("shortTermMax", r.shortTermMax);
+        j.field("programmeLUFS", r.programmeLUFS);
+        j.field("plr", difference(r.truePeakDB, r.integratedLUFS)).field("psr", difference(r.truePeakDB, r.shortTermMax));
+        j.key("inversionWarning");
+        if (a.inversion) {
+            j.beginObject()
+                .field("suspectedCenterIndex", a.inversion->suspectedCenterIndex)
+                .field("suspectedLFEIndex", a.inversion->suspectedLFEIndex)
+                .field("centerSubRatio", a.inversion->centerSubRatio)
+                .field("lfeSubRatio", a.inversion->lfeSubRatio)
+                .field("text", a.inversion->text())
+                .endObject();
+        } else {
+            j.null();
+        }
+    } else {
+        for (const char* k : {"channels", "sampleRate", "durationSeconds", "integratedLUFS", "loudnessRange", "truePeakDB",
+                              "momentaryMax", "shortTermMax", "programmeLUFS", "plr", "psr", "inversionWarning"})
+            j.key(k).null();
+    }
+    j.key("norms").beginArray();
+    for (const auto& n : o.norms)
+        j.beginObject()
+            .field("index", n.id)
+            .field("label", n.presetLabel)
+            .field("integratedOK", n.integratedOK)
+            .field("truePeakOK", n.truePeakOK)
+            .field("conform", n.conform)
+            .endObject();
+    j.endArray();
+    j.key("pad");
+    if (o.pad) {
+        j.beginObject().field("isShort", o.pad->isShort).field("verdict", padVerdict(*o.pad)).field("conform", o.pad->conforms());
+        j.key("lines").beginArray();
+        for (const auto& l : o.pad->lines)
+            j.beginObject().field("label", l.label).field("value", l.value).field("target", l.target).field("pass", l.pass).endObject();
+        j.endArray().endObject();
+    } else {
+        j.null();
+    }
+    j.endObject();
+    std::cout << j.str() << '\n';
+}
+
+}  // namespace
+
+int runAnalyse(Args& args) {
+    const bool json = args.flag("--json");
+    const auto options = parseMeasureOptions(args);
+    const auto files = args.positionals();
+    if (files.empty()) throw UsageError("analyse: no file given");
+    int status = 0;
+    for (const auto& f : files) {
+        const auto outcome = analyseOne(f, options);
+        if (json) printJson(outcome);
+        else printHuman(outcome, options);
+        std::cout.flush();
+        if (!outcome.ok()) status = 1;
+    }
+    return status;
+}
+
+}  // namespace velmora::cli

@@ -1,0 +1,48 @@
+#include "cli/Settings.h"
+
+#include "norms/Presets.h"
+
+namespace velmora::cli {
+
+namespace {
+ChannelLayout parseLayout(const std::string& s) {
+    if (s == "auto") return ChannelLayout::autoDetect;
+    if (s == "mono") return ChannelLayout::mono;
+    if (s == "stereo") return ChannelLayout::stereo;
+    if (auto l = channelLayoutFromRaw(s)) return *l;  // "5.1", "7.1.4", "Stéréo" …
+    throw UsageError("--layout: expected auto, mono, stereo, 5.1, 5.1.2, 5.1.4, 7.1, 7.1.2 or 7.1.4, not " + s);
+}
+
+ChannelOrder parseOrder(const std::string& s) {
+    if (s == "smpte") return ChannelOrder::smpte;
+    if (s == "film") return ChannelOrder::film;
+    if (s == "itu") return ChannelOrder::itu;
+    if (s == "aac") return ChannelOrder::aac;
+    if (auto o = channelOrderFromRaw(s)) return *o;
+    throw UsageError("--order: expected smpte, film, itu or aac, not " + s);
+}
+
+GatingMode parseGating(const std::string& s) {
+    if (s == "auto") return GatingMode::autoMode;
+    if (s == "ebu") return GatingMode::ebuR128;
+    if (s == "global") return GatingMode::global;
+    if (s == "dialog") return GatingMode::dialog;
+    throw UsageError("--gating: expected auto, ebu, global or dialog, not " + s);
+}
+}  // namespace
+
+MeasureOptions parseMeasureOptions(Args& args) {
+    MeasureOptions o;
+    if (auto v = args.option("--layout")) o.layout = parseLayout(*v);
+    if (auto v = args.option("--order")) o.order = parseOrder(*v);
+    if (auto v = args.option("--gating")) o.gating = parseGating(*v);
+    if (auto v = args.option("--norm")) {
+        o.norm = parseInt(*v, "--norm");
+        if (o.norm < 0 || o.norm >= int(presets().size()))
+            throw UsageError("--norm: expected an index from 0 to " + std::to_string(presets().size() - 1) +
+                             " (see velmora-cli norms)");
+    }
+    return o;
+}
+
+}  // namespace velmora::cli

@@ -1,0 +1,48 @@
+#pragma once
+// Streaming measurement of one channel: K-weighted energy per unit of a few milliseconds and
+// the 4× true peak. Construction allocates; process() never does (below the unit capacity
+// reserved for the expected length) and keeps no copy of the signal.
+#include <cstddef>
+#include <vector>
+
+#include "measurement/Kernels.h"
+
+namespace velmora {
+
+class TruePeakMeter {
+public:
+    static constexpr std::size_t chunkFrames = 2048;
+    TruePeakMeter() : buffer_(kernels::truePeakHistory + chunkFrames, 0.0) {}
+    void process(const float* in, std::size_t n) noexcept;
+    double peak() const;  // linear, at least 1e-12
+
+private:
+    std::vector<double> buffer_;  // eleven samples of history, then the current chunk
+    double peak_ = 0.0;
+};
+
+// The unit is the common divisor of the hop and both block lengths that is at most 10 ms, so
+// blocks and the fine-grid windows are exact sums of whole units.
+std::size_t energyUnitFrames(double sampleRate);
+
+class ChannelMeter {
+public:
+    ChannelMeter(double sampleRate, std::size_t expectedFrames);
+    void process(const float* in, std::size_t n) noexcept;
+
+    const std::vector<double>& unitSums() const { return units_; }  // Σ y² per complete unit
+    double truePeak() const { return truePeak_.peak(); }
+    std::size_t frames() const { return frames_; }
+
+private:
+    KWeightingFilter filter_;
+    kernels::KWeightState state_;
+    TruePeakMeter truePeak_;
+    std::size_t unitFrames_;
+    std::size_t unitFill_ = 0;  // frames already in the open unit
+    double unitSum_ = 0.0;
+    std::vector<double> units_;
+    std::size_t frames_ = 0;
+};
+
+}  // namespace velmora

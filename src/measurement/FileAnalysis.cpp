@@ -1,0 +1,51 @@
+#include "measurement/FileAnalysis.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "measurement/StreamingMeter.h"
+
+namespace velmora {
+
+std::string FileAnalysis::infoLine() const {
+    const auto seconds = long(durationSeconds());
+    char buf[256];
+    std::snprintf(buf, sizeof buf, "%s%ld:%02ld · %s · %.1f kHz", isVideo ? "vidéo · " : "", seconds / 60, seconds % 60,
+                  channelDescription(channelCount).c_str(), sampleRate / 1000.0);
+    return buf;
+}
+
+std::optional<std::string> FileAnalysis::unmeasurableReason() const {
+    if (std::isfinite(result.integratedLUFS)) return std::nullopt;
+    if (durationSeconds() < 0.4) return std::string("Fichier trop court pour être mesuré (< 0,4 s).");
+    return LoudnessError{LoudnessError::Code::tooQuiet}.message();
+}
+
+Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettings& settings,
+                                   const ProgressFn& progress) {
+    FileAnalysis a;
+    a.isVideo = isVideoPath(path);
+    // Decoding takes most of the time of a compressed file, so it owns the first part of the bar.
+    std::optional<LoudnessAnalyzer> streaming;
+    if (!settings.dialogueGating) streaming.emplace(progress);
+    auto decoded = loadAudio(path, a.isVideo, streaming ? &*streaming : nullptr);
+    if (!decoded) return decoded.error();
+    PlanarAudio& audio = *decoded;
+
+    a.channelCount = int(audio.channelCount());
+    a.sampleRate = audio.sampleRate;
+    a.frameCount = audio.frameCount();
+    a.weights = resolveChannelWeights(a.channelCount, settings.layout, settings.order, audio.declaredPositions);
+    if (streaming) {
+        streaming->wait();
+        a.result = streaming->result(a.weights);
+    } else {
+        a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress);
+    }
+    if (a.channelCount == 6) a.inversion = detectInversion(channelEnergies(audio.channels, audio.sampleRate), settings.order);
+    if (progress) progress(1.0);
+    if (settings.keepAudio) a.audio = std::move(audio);
+    return a;
+}
+
+}  // namespace velmora

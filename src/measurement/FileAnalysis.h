@@ -1,0 +1,41 @@
+#pragma once
+// Decoding and measuring one file in a single pass: the standard measurement runs while the
+// file decodes; the dialogue measurement, which needs the whole programme first, runs after.
+#include <optional>
+#include <string>
+
+#include "audio/AudioFileReader.h"
+#include "audio/ChannelLayout.h"
+#include "measurement/Diagnostics.h"
+#include "measurement/LoudnessEngine.h"
+
+namespace velmora {
+
+struct AnalysisSettings {
+    ChannelLayout layout = ChannelLayout::autoDetect;
+    ChannelOrder order = ChannelOrder::smpte;
+    bool dialogueGating = false;  // the effective gating mode is `dialog`
+    bool keepAudio = false;       // hand the decoded channels back
+};
+
+struct FileAnalysis {
+    PlanarAudio audio;  // empty unless asked for
+    int channelCount = 0;
+    double sampleRate = 0.0;
+    std::size_t frameCount = 0;
+    bool isVideo = false;
+    std::vector<double> weights;
+    LoudnessResult result;
+    std::optional<InversionWarning> inversion;  // only 6-channel files are tested
+
+    double durationSeconds() const { return sampleRate > 0 ? double(frameCount) / sampleRate : 0.0; }
+    // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video.
+    std::string infoLine() const;
+    // Why the integrated loudness could not be measured; nothing when it could.
+    std::optional<std::string> unmeasurableReason() const;
+};
+
+Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettings& settings,
+                                   const ProgressFn& progress = {});
+
+}  // namespace velmora

@@ -1,0 +1,38 @@
+#pragma once
+// Hot per-channel kernels of the measurement. None of them allocates; each works on one
+// channel with its state passed in and out, so channels can run on separate threads.
+#include <cstddef>
+
+#include "measurement/LoudnessEngine.h"
+
+namespace velmora::kernels {
+
+// Transposed direct-form II memories of one section.
+struct SectionState {
+    double s1 = 0.0;
+    double s2 = 0.0;
+};
+
+struct KWeightState {
+    SectionState shelf;
+    SectionState highPass;
+};
+
+// K-weights n samples; each output is rounded to float (the stored form of the weighted
+// signal) and written to `out` when it is not null. Returns the sum of the squared float
+// outputs in double.
+double kWeight(const KWeightingFilter& f, KWeightState& state, const float* in, float* out, std::size_t n) noexcept;
+
+// True-peak taps: 4 phases of 12, phase q using h[q], h[q + 4], … h[q + 44].
+inline constexpr int truePeakTaps = 48;
+inline constexpr int truePeakHistory = 11;
+extern const double truePeakFilter[truePeakTaps];
+
+// Largest |x| and largest |interpolated value| over x[0 … n), where x[-11 … -1] must be
+// readable (the previous samples, or zeros at the start of the channel).
+double truePeakRun(const double* x, std::size_t n) noexcept;
+
+// Sum of x[i]² in double.
+double sumOfSquares(const float* x, std::size_t n) noexcept;
+
+}  // namespace velmora::kernels

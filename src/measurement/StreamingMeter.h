@@ -1,0 +1,58 @@
+#pragma once
+// The whole standard measurement of a programme fed in pieces, so that measuring a long file
+// can overlap its decoding. Channels are measured in parallel; nothing is copied.
+//
+//   LoudnessAnalyzer analyzer;
+//   auto audio = readAudioFile(path, &analyzer);   // measures while decoding
+//   auto result = analyzer.result(weights);
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "audio/AudioFileReader.h"
+#include "measurement/ChannelMeter.h"
+#include "measurement/LoudnessEngine.h"
+#include "measurement/WorkerPool.h"
+
+namespace velmora {
+
+class LoudnessAnalyzer final : public DecodeListener {
+public:
+    explicit LoudnessAnalyzer(ProgressFn progress = {});
+    ~LoudnessAnalyzer() override;
+
+    // Allocates one meter per channel and the worker threads.
+    void prepare(std::size_t channelCount, double sampleRate, std::size_t expectedFrames);
+    // Starts measuring the next `n` frames of every channel and returns at once; the samples
+    // must stay in place until the next feed() or wait().
+    void feed(const std::vector<const float*>& channels, std::size_t n);
+    void wait();
+
+    void started(const PlanarAudio& audio, std::size_t expectedFrames) override;
+    void framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) override;
+    void quiesce() override { wait(); }
+
+    // Results, once everything fed has been waited for.
+    std::size_t frames() const;
+    double sampleRate() const { return sampleRate_; }
+    BlockEnergies momentaryBlocks() const;
+    BlockEnergies shortTermBlocks() const;
+    // Loudest window of `windowFrames` whose start lies on the energy-unit grid.
+    double fineMaximum(std::span<const double> weights, std::size_t windowFrames) const;
+    double truePeakDB() const;
+    LoudnessResult result(std::span<const double> weights) const;
+
+private:
+    BlockEnergies blocks(std::size_t blockFrames) const;
+
+    ProgressFn progress_;
+    double sampleRate_ = 0.0;
+    std::size_t expectedFrames_ = 0;
+    std::size_t fed_ = 0;
+    std::size_t unitFrames_ = 1;
+    std::vector<std::unique_ptr<ChannelMeter>> meters_;
+    std::unique_ptr<WorkerPool> pool_;
+    std::vector<const float*> pending_;
+};
+
+}  // namespace velmora
