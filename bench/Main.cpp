@@ -1,0 +1,47 @@
+// Runs every benchmark, then prints Velmora's throughput against each peer measured in the
+// same run, as the ratio that the speed targets are stated in.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+namespace {
+
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const auto& r : runs) {
+            if (r.error_occurred || r.run_type != Run::RT_Iteration) continue;
+            auto it = r.counters.find("items_per_second");
+            if (it != r.counters.end()) throughput_[r.benchmark_name()] = it->second.value;
+        }
+    }
+    void Finalize() override {
+        ConsoleReporter::Finalize();
+        ratio("BM_VelmoraMeasure/min_time:5.000/real_time", "BM_PeerMeasure/iterations:1/real_time",
+              "measurement vs reference peer (target >= 8x)");
+        ratio("BM_VelmoraAnalyseWav/iterations:3/manual_time", "BM_PeerFilterWav/iterations:1/manual_time",
+              "velmora-cli analyse vs peer loudness filter (target >= 5x)");
+    }
+
+private:
+    void ratio(const std::string& ours, const std::string& peer, const char* what) {
+        auto a = throughput_.find(ours), b = throughput_.find(peer);
+        if (a == throughput_.end() || b == throughput_.end()) return;
+        std::printf("%-58s %8.1f M frames/s vs %8.1f M frames/s = %.1fx\n", what, a->second / 1e6, b->second / 1e6,
+                    a->second / b->second);
+    }
+    std::map<std::string, double> throughput_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+}
