@@ -1,0 +1,55 @@
+#include "norms/Format.h"
+#include "norms/PADCheck.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdio>
+#include <limits>
+
+using namespace velmora;
+
+static constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(PADCheck, LongProgrammeJudgedOnIntegratedLoudness) {
+    EXPECT_TRUE(checkPAD({}, -23.0, -3.0, -21.0, 120.0).isShort);
+    const PADCheck c = checkPAD({}, -23.9, -3.0, -16.2, 120.01);
+    ASSERT_EQ(c.lines.size(), 4u);
+    EXPECT_EQ(c.lines[0].value + "|" + c.lines[1].value + "|" + c.lines[2].value, "-3.0 dBTP|-23.9 LUFS|—");
+    EXPECT_EQ(padVerdict(c), "CONFORME RT-040");
+    EXPECT_FALSE(checkPAD({}, -23.0, -2.9, -17.0, 600.0).lines[0].pass);
+    EXPECT_FALSE(checkPAD({}, -21.9, -4.0, -17.0, 600.0).lines[1].pass);
+    EXPECT_TRUE(checkPAD({}, -24.04, -4.0, -17.0, 600.0).lines[1].pass);
+    EXPECT_FALSE(checkPAD(20.1, -23.0, -4.0, -17.0, 600.0).lines[2].pass);
+    EXPECT_EQ(padVerdict(checkPAD(8.0, -23.0, -4.0, -15.9, 600.0)), "NON CONFORME");
+}
+
+TEST(PADCheck, ShortProgrammeJudgedOnShortTermLoudness) {
+    const PADCheck ok = checkPAD({}, -23.0, -3.5, -19.96, 30.0);
+    ASSERT_EQ(ok.lines.size(), 3u);
+    EXPECT_EQ(ok.lines[1].target, "≤ -20,0 LUFS");
+    EXPECT_TRUE(ok.conforms());
+    EXPECT_FALSE(checkPAD({}, -23.0, -3.5, -19.9, 30.0).conforms());
+    EXPECT_TRUE(checkPAD({}, -12.0, -3.5, -21.0, 30.0).conforms());  // integrated only informs
+}
+
+TEST(PADCheck, SilenceMeetsThePeakButNotTheLoudnessLines) {
+    const PADCheck silent = checkPAD({}, -infinity, -infinity, -infinity, 600.0);
+    EXPECT_EQ(silent.lines[0].value, "—");
+    std::string passes;
+    for (const auto& l : silent.lines) passes += l.pass ? '1' : '0';
+    EXPECT_EQ(passes, "1010");
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (const auto& l : checkPAD(nan, nan, nan, nan, 600.0).lines) EXPECT_FALSE(l.pass) << l.label;
+}
+
+TEST(NumberText, MatchesCFormattingWhateverTheLocale) {
+    const double values[] = {-0.0, -0.04, 0.05, 0.25, -1.95, -23.25, 2.45, 123456.789};
+    std::string expected, actual;
+    char text[64];
+    for (double v : values) expected += (std::snprintf(text, sizeof text, "%.1f|%+.1f ", v, v), text);
+    if (!std::setlocale(LC_NUMERIC, "fr_FR.UTF-8")) std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
+    for (double v : values) actual += formatOneDecimal(v) + "|" + formatSignedOneDecimal(v) + " ";
+    std::setlocale(LC_NUMERIC, "C");
+    EXPECT_EQ(actual, expected);
+}
