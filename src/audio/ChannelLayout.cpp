@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "audio/PlanarAudio.h"
+
 namespace velmora {
 
 std::string_view rawValue(ChannelLayout l) {

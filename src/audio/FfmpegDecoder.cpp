@@ -1,0 +1,234 @@
+#include "audio/FfmpegDecoder.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "audio/SampleConversion.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/log.h>
+#include <libavutil/opt.h>
+}
+
+namespace velmora::detail {
+
+void FormatContextCloser::operator()(AVFormatContext* f) const { avformat_close_input(&f); }
+void CodecContextFreer::operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
+void PacketFreer::operator()(AVPacket* p) const { av_packet_free(&p); }
+void FrameFreer::operator()(AVFrame* f) const { av_frame_free(&f); }
+
+namespace {
+
+// FFmpeg's own messages would land on the user's terminal or in the app's output; Velmora
+// reports failures through its error codes instead.
+void silenceLibraryLogging() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
+// Codecs whose packets are nothing but whole frames of fixed-size samples: their length follows
+// from the file size and a trailing partial frame can simply be dropped.
+bool isPlainPcm(AVCodecID id) {
+    switch (id) {
+    case AV_CODEC_ID_PCM_U8:
+    case AV_CODEC_ID_PCM_S8:
+    case AV_CODEC_ID_PCM_ALAW:
+    case AV_CODEC_ID_PCM_MULAW:
+    case AV_CODEC_ID_PCM_S16LE:
+    case AV_CODEC_ID_PCM_S16BE:
+    case AV_CODEC_ID_PCM_U16LE:
+    case AV_CODEC_ID_PCM_U16BE:
+    case AV_CODEC_ID_PCM_S24LE:
+    case AV_CODEC_ID_PCM_S24BE:
+    case AV_CODEC_ID_PCM_U24LE:
+    case AV_CODEC_ID_PCM_U24BE:
+    case AV_CODEC_ID_PCM_S32LE:
+    case AV_CODEC_ID_PCM_S32BE:
+    case AV_CODEC_ID_PCM_U32LE:
+    case AV_CODEC_ID_PCM_U32BE:
+    case AV_CODEC_ID_PCM_F32LE:
+    case AV_CODEC_ID_PCM_F32BE:
+    case AV_CODEC_ID_PCM_F64LE:
+    case AV_CODEC_ID_PCM_F64BE:
+    case AV_CODEC_ID_PCM_S64LE:
+    case AV_CODEC_ID_PCM_S64BE: return true;
+    default: return false;
+    }
+}
+
+}  // namespace
+
+FfmpegDecoder::FfmpegDecoder(const std::string& path) {
+    silenceLibraryLogging();
+
+    AVFormatContext* raw = nullptr;
+    if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0) {
+        status_ = Status::cannotOpen;
+        return;
+    }
+    format_.reset(raw);
+
+    if (avformat_find_stream_info(raw, nullptr) < 0) {
+        status_ = Status::noStreamInfo;
+        return;
+    }
+    // The WAV reader's default 4 KiB packets make a long file cost hundreds of thousands of
+    // decode calls. Raised only now: the format probing above scans whole packets, and large
+    // ones make it dearer than the decoding itself.
+    av_opt_set_int(raw, "max_size", 1024 * 1024, AV_OPT_SEARCH_CHILDREN);
+    const int index = av_find_best_stream(raw, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (index < 0) {
+        status_ = Status::noAudioStream;
+        return;
+    }
+    stream_ = raw->streams[index];
+    // Other streams of a video are skipped by the demuxer instead of being read and dropped.
+    for (unsigned i = 0; i < raw->nb_streams; ++i)
+        if (int(i) != index) raw->streams[i]->discard = AVDISCARD_ALL;
+
+    const AVCodecParameters* par = stream_->codecpar;
+    if (par->ch_layout.nb_channels <= 0) {
+        status_ = Status::noAudioStream;
+        return;
+    }
+    if (par->sample_rate <= 0) {
+        status_ = Status::noStreamInfo;
+        return;
+    }
+    if (isPlainPcm(par->codec_id)) {
+        const int bits = av_get_exact_bits_per_sample(par->codec_id);
+        if (bits > 0 && bits % 8 == 0) pcmFrameBytes_ = par->ch_layout.nb_channels * bits / 8;
+    }
+    status_ = Status::ok;
+}
+
+FfmpegDecoder::~FfmpegDecoder() = default;
+
+int FfmpegDecoder::channelCount() const { return stream_ ? stream_->codecpar->ch_layout.nb_channels : 0; }
+
+int FfmpegDecoder::sampleRate() const { return stream_ ? stream_->codecpar->sample_rate : 0; }
+
+std::int64_t FfmpegDecoder::estimatedFrames() const {
+    const int rate = sampleRate();
+    if (rate <= 0) return 0;
+    const AVRational perSample{1, rate};
+    std::int64_t frames = 0;
+    if (stream_->duration != AV_NOPTS_VALUE && stream_->duration > 0)
+        frames = av_rescale_q(stream_->duration, stream_->time_base, perSample);
+    else if (format_->duration != AV_NOPTS_VALUE && format_->duration > 0)
+        frames = av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, perSample);
+    // A header may announce more data than the file holds (an interrupted recording); the file
+    // size caps what uncompressed audio can really contain.
+    if (pcmFrameBytes_ > 0 && format_->pb) {
+        const std::int64_t size = avio_size(format_->pb);
+        if (size > 0) {
+            const std::int64_t bound = size / pcmFrameBytes_;
+            frames = frames > 0 ? std::min(frames, bound) : bound;
+        }
+    }
+    return std::max<std::int64_t>(frames, 0);
+}
+
+FfmpegDecoder::Status FfmpegDecoder::openDecoder() {
+    if (status_ != Status::ok) return status_;
+    const AVCodec* codec = avcodec_find_decoder(stream_->codecpar->codec_id);
+    if (!codec) return status_ = Status::noDecoder;
+    codec_.reset(avcodec_alloc_context3(codec));
+    packet_.reset(av_packet_alloc());
+    frame_.reset(av_frame_alloc());
+    if (!codec_ || !packet_ || !frame_) return status_ = Status::decoderFailed;
+    if (avcodec_parameters_to_context(codec_.get(), stream_->codecpar) < 0) return status_ = Status::decoderFailed;
+    // Needed for the decoder to honour the encoder delay and padding the container declares.
+    codec_->pkt_timebase = stream_->time_base;
+    if (codec->capabilities & (AV_CODEC_CAP_FRAME_THREADS | AV_CODEC_CAP_SLICE_THREADS)) {
+        codec_->thread_count = 0;
+        codec_->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
+    }
+    if (avcodec_open2(codec_.get(), codec, nullptr) < 0) return status_ = Status::decoderFailed;
+    return status_;
+}
+
+std::vector<std::uint64_t> FfmpegDecoder::declaredPositions() const {
+    if (!stream_) return {};
+    const AVChannelLayout& layout = codec_ ? codec_->ch_layout : stream_->codecpar->ch_layout;
+    if (layout.order != AV_CHANNEL_ORDER_NATIVE && layout.order != AV_CHANNEL_ORDER_CUSTOM) return {};
+    std::vector<std::uint64_t> positions;
+    positions.reserve(std::size_t(layout.nb_channels));
+    for (int i = 0; i < layout.nb_channels; ++i) {
+        const AVChannel channel = av_channel_layout_channel_from_index(&layout, unsigned(i));
+        // A custom map may name unknown or ambisonic channels: then the file does not really
+        // say where its speakers are.
+        if (channel < 0 || channel >= 64) return {};
+        positions.push_back(std::uint64_t{1} << unsigned(channel));
+    }
+    return positions;
+}
+
+FfmpegDecoder::Pull FfmpegDecoder::pull() {
+    if (!codec_) return Pull::error;
+    for (;;) {
+        int result = avcodec_receive_frame(codec_.get(), frame_.get());
+        if (result >= 0) return Pull::frame;
+        if (result == AVERROR_EOF) return Pull::end;
+        if (result != AVERROR(EAGAIN) || flushing_) return Pull::error;
+
+        result = av_read_frame(format_.get(), packet_.get());
+        if (result == AVERROR_EOF) {
+            flushing_ = true;
+            if (avcodec_send_packet(codec_.get(), nullptr) < 0) return Pull::error;
+            continue;
+        }
+        if (result < 0) return Pull::error;
+        if (packet_->stream_index == stream_->index) {
+            // A truncated file ends in the middle of a frame, which the PCM decoder would
+            // reject; the whole frames before it are still good.
+            if (pcmFrameBytes_ > 0) packet_->size -= packet_->size % pcmFrameBytes_;
+            if (packet_->size > 0) result = avcodec_send_packet(codec_.get(), packet_.get());
+        }
+        av_packet_unref(packet_.get());
+        if (result < 0) return Pull::error;
+    }
+}
+
+std::size_t FfmpegDecoder::frameLength() const { return std::size_t(std::max(frame_->nb_samples, 0)); }
+
+int FfmpegDecoder::frameChannelCount() const { return frame_->ch_layout.nb_channels; }
+
+int FfmpegDecoder::frameSampleRate() const { return frame_->sample_rate; }
+
+FfmpegDecoder::Conversion FfmpegDecoder::convertFrame(float* const* dst) const {
+    SampleType type;
+    bool planar = false;
+    switch (AVSampleFormat(frame_->format)) {
+    case AV_SAMPLE_FMT_U8P: planar = true; [[fallthrough]];
+    case AV_SAMPLE_FMT_U8: type = SampleType::u8; break;
+    case AV_SAMPLE_FMT_S16P: planar = true; [[fallthrough]];
+    case AV_SAMPLE_FMT_S16: type = SampleType::s16; break;
+    case AV_SAMPLE_FMT_S32P: planar = true; [[fallthrough]];
+    case AV_SAMPLE_FMT_S32: type = SampleType::s32; break;
+    case AV_SAMPLE_FMT_S64P: planar = true; [[fallthrough]];
+    case AV_SAMPLE_FMT_S64: type = SampleType::s64; break;
+    case AV_SAMPLE_FMT_FLTP: planar = true; [[fallthrough]];
+    case AV_SAMPLE_FMT_FLT: type = SampleType::f32; break;
+    case AV_SAMPLE_FMT_DBLP: planar = true; [[fallthrough]];
+    case AV_SAMPLE_FMT_DBL: type = SampleType::f64; break;
+    default: return Conversion::unsupportedFormat;
+    }
+    const std::size_t frames = frameLength();
+    const std::size_t channels = std::size_t(frame_->ch_layout.nb_channels);
+    if (planar)
+        planarToFloat(type, frame_->extended_data, frames, channels, dst);
+    else
+        interleavedToFloat(type, frame_->extended_data[0], frames, channels, dst);
+    // Integer samples cannot be anything but finite; float ones can, and one NaN would poison
+    // every sum the measurement makes.
+    if (type == SampleType::f32 || type == SampleType::f64)
+        for (std::size_t c = 0; c < channels; ++c)
+            if (!allFinite(dst[c], frames)) return Conversion::nonFinite;
+    return Conversion::ok;
+}
+
+}  // namespace velmora::detail
