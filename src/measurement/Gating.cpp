@@ -8,9 +8,12 @@ namespace velmora {
 namespace {
 constexpr double negInf = -std::numeric_limits<double>::infinity();
 
+// A channel without a weight counts fully rather than reading past the list.
+double weightOf(std::span<const double> w, std::size_t i) { return i < w.size() ? w[i] : 1.0; }
+
 double weightedSum(const BlockEnergies& blocks, std::span<const double> w, std::size_t j) {
     double sum = 0.0;
-    for (std::size_t i = 0; i < blocks.size(); ++i) sum += w[i] * blocks[i][j];
+    for (std::size_t i = 0; i < blocks.size(); ++i) sum += weightOf(w, i) * blocks[i][j];
     return sum;
 }
 
@@ -38,7 +41,7 @@ double gatedMean(const BlockEnergies& blocks, std::span<const double> w, Keep ke
 
 double LoudnessEngine::weightedLoudness(std::span<const double> z, std::span<const double> w) {
     double sum = 0.0;
-    for (std::size_t i = 0; i < z.size() && i < w.size(); ++i) sum += w[i] * z[i];
+    for (std::size_t i = 0; i < z.size(); ++i) sum += weightOf(w, i) * z[i];
     return loudnessOf(sum);
 }
 

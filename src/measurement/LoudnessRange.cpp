@@ -8,13 +8,15 @@ namespace velmora {
 std::optional<double> LoudnessEngine::computeLoudnessRange(const BlockEnergies& blocks, std::span<const double> w) {
     if (blocks.empty() || blocks.front().size() < 2) return std::nullopt;
     const std::size_t n = blocks.front().size();
+    // A channel without a weight counts fully rather than reading past the list.
+    auto weight = [&](std::size_t i) { return i < w.size() ? w[i] : 1.0; };
 
     std::vector<std::size_t> kept;
     std::vector<double> loudness;
     std::vector<double> sums(blocks.size(), 0.0);
     for (std::size_t j = 0; j < n; ++j) {
         double s = 0.0;
-        for (std::size_t i = 0; i < blocks.size(); ++i) s += w[i] * blocks[i][j];
+        for (std::size_t i = 0; i < blocks.size(); ++i) s += weight(i) * blocks[i][j];
         if (s <= 0.0) continue;
         const double l = loudnessOffset + 10.0 * std::log10(s);
         if (l < absoluteGateLUFS) continue;
@@ -25,7 +27,7 @@ std::optional<double> LoudnessEngine::computeLoudnessRange(const BlockEnergies& 
     if (kept.size() < 2) return std::nullopt;
 
     double gamma = 0.0;
-    for (std::size_t i = 0; i < blocks.size(); ++i) gamma += w[i] * sums[i] / double(kept.size());
+    for (std::size_t i = 0; i < blocks.size(); ++i) gamma += weight(i) * sums[i] / double(kept.size());
     gamma = gamma > 0.0 ? loudnessOffset + 10.0 * std::log10(gamma) : -INFINITY;
 
     std::vector<double> v;

@@ -83,10 +83,11 @@ double LoudnessAnalyzer::fineMaximum(std::span<const double> w, std::size_t N) c
     const std::size_t m = N / unitFrames_;
     const std::size_t units = L / unitFrames_;
     std::vector<double> e(units, 0.0);
-    for (std::size_t c = 0; c < meters_.size() && c < w.size(); ++c) {
-        if (w[c] == 0.0) continue;
+    for (std::size_t c = 0; c < meters_.size(); ++c) {
+        const double weight = c < w.size() ? w[c] : 1.0;
+        if (weight == 0.0) continue;
         const auto& u = meters_[c]->unitSums();
-        for (std::size_t k = 0; k < units; ++k) e[k] += w[c] * u[k];
+        for (std::size_t k = 0; k < units; ++k) e[k] += weight * u[k];
     }
     // A running sum, summed afresh now and then so rounding cannot drift over hours.
     double best = 0.0, running = 0.0;
