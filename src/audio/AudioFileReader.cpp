@@ -24,6 +24,9 @@ constexpr int maxAudioFileChannels = 16;
 // Large enough that the listener's per-call overhead vanishes, small enough that measurement
 // keeps pace with decoding.
 constexpr std::size_t notifyInterval = 65536;
+// Frames per channel of the reused window when the samples are not kept: big enough that
+// waiting for the listener at each wrap is rare, small enough to stay in the caches' reach.
+constexpr std::size_t streamWindowFrames = std::size_t{1} << 20;
 
 constexpr std::array audioExtensions{"wav", "aif", "aiff", "caf", "mp3", "m4a", "aac", "flac"};
 constexpr std::array videoExtensions{"mov", "mp4", "m4v"};
@@ -108,18 +111,20 @@ private:
         // then grown as it comes. An audio file that cannot say how long it is is damaged.
         if (route_ == Route::audioFile && estimate < 1) return fail(Code::corruptFile);
         const auto expected = std::size_t(std::max<std::int64_t>(estimate, 0));
-        if (!fitsInMemory(expected, std::size_t(channelCount))) return fail(Code::tooLarge);
+        streaming_ = listener_ && !listener_->keepsSamples();
+        if (!streaming_ && !fitsInMemory(expected, std::size_t(channelCount))) return fail(Code::tooLarge);
 
         audio_.sampleRate = decoder.sampleRate();
         audio_.declaredPositions = decoder.declaredPositions();
         if (int(audio_.declaredPositions.size()) != channelCount) audio_.declaredPositions.clear();
         audio_.channels.resize(std::size_t(channelCount));
-        for (auto& channel : audio_.channels) channel.resize(expected);
+        for (auto& channel : audio_.channels) channel.resize(streaming_ ? streamWindowFrames : expected);
         if (listener_) listener_->started(audio_, expected);
 
         std::vector<float*> destination(audio_.channels.size());
-        std::size_t decoded = 0;
-        std::size_t announced = 0;
+        std::size_t decoded = 0;    // frames in the channels
+        std::size_t announced = 0;  // frames handed to the listener
+        std::size_t total = 0;      // frames streamed through earlier turns of the window
         for (;;) {
             const auto pulled = decoder.pull();
             if (pulled == FfmpegDecoder::Pull::end) break;
@@ -130,6 +135,13 @@ private:
             // be measured as one signal.
             if (decoder.frameChannelCount() != channelCount || decoder.frameSampleRate() != int(audio_.sampleRate))
                 return fail(Code::corruptFile);
+            if (streaming_ && decoded + length > audio_.frameCount()) {
+                // Back to the start of the window once the listener is done with all of it.
+                if (decoded > announced) listener_->framesDecoded(audio_, announced, decoded);
+                quiesce();
+                total += decoded;
+                decoded = announced = 0;
+            }
             if (decoded + length > audio_.frameCount() && !grow(decoded + length)) return fail(Code::tooLarge);
             for (std::size_t c = 0; c < destination.size(); ++c) destination[c] = audio_.channels[c].data() + decoded;
             if (decoder.convertFrame(destination.data()) != FfmpegDecoder::Conversion::ok)
@@ -140,10 +152,10 @@ private:
                 announced = decoded;
             }
         }
-        if (decoded == 0) return fail(Code::corruptFile);
+        if (total + decoded == 0) return fail(Code::corruptFile);
         if (listener_ && decoded > announced) listener_->framesDecoded(audio_, announced, decoded);
         quiesce();
-        shrinkTo(decoded);
+        shrinkTo(streaming_ ? 0 : decoded);
         return std::move(audio_);
     }
 
@@ -183,6 +195,7 @@ private:
 
     Route route_;
     DecodeListener* listener_;
+    bool streaming_ = false;
     PlanarAudio audio_;
 };
 

@@ -22,6 +22,10 @@ public:
     // Every piece of work started from framesDecoded must have finished when this returns:
     // the reader is about to move or resize the channels, or to hand them back.
     virtual void quiesce() = 0;
+    // False when the listener only needs to see every frame once: the reader then decodes
+    // through a small reused window instead of the whole file, and hands back channels that
+    // are empty (their count and the rate still tell the format).
+    virtual bool keepsSamples() const { return true; }
 };
 
 // Every audio extension Velmora accepts, and those read through the video path.

@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "measurement/ChannelMeter.h"
+#include "measurement/Diagnostics.h"
 
 namespace velmora {
 
@@ -33,14 +34,19 @@ std::size_t energyUnitFrames(double fs) {
     return 1;
 }
 
-ChannelMeter::ChannelMeter(double fs, std::size_t expectedFrames)
-    : filter_(LoudnessEngine::kWeightingCoefficients(fs)), unitFrames_(energyUnitFrames(fs)) {
+ChannelMeter::ChannelMeter(double fs, std::size_t expectedFrames, bool energies)
+    : filter_(LoudnessEngine::kWeightingCoefficients(fs)), unitFrames_(energyUnitFrames(fs)), energies_(energies),
+      subBass_{subBassLowPass(fs), kernels::identitySection} {
     units_.reserve(expectedFrames / unitFrames_ + 2);
 }
 
 void ChannelMeter::process(const float* in, std::size_t n) noexcept {
     truePeak_.process(in, n);
     frames_ += n;
+    if (energies_) {
+        plainSum_ += kernels::sumOfSquares(in, n);
+        subSum_ += kernels::kWeight(subBass_, subState_, in, nullptr, n);
+    }
     while (n > 0) {
         const std::size_t m = std::min(n, unitFrames_ - unitFill_);
         unitSum_ += kernels::kWeight(filter_, state_, in, nullptr, m);

@@ -27,12 +27,15 @@ std::size_t energyUnitFrames(double sampleRate);
 
 class ChannelMeter {
 public:
-    ChannelMeter(double sampleRate, std::size_t expectedFrames);
+    // With `energies`, also the channel's plain and sub-bass energies (the C/LFE swap test).
+    ChannelMeter(double sampleRate, std::size_t expectedFrames, bool energies = false);
     void process(const float* in, std::size_t n) noexcept;
 
     const std::vector<double>& unitSums() const { return units_; }  // Σ y² per complete unit
     double truePeak() const { return truePeak_.peak(); }
     std::size_t frames() const { return frames_; }
+    double sumOfSquares() const { return plainSum_; }  // unfiltered
+    double subBassSumOfSquares() const { return subSum_; }
 
 private:
     KWeightingFilter filter_;
@@ -43,6 +46,10 @@ private:
     double unitSum_ = 0.0;
     std::vector<double> units_;
     std::size_t frames_ = 0;
+    bool energies_;
+    KWeightingFilter subBass_{};
+    kernels::KWeightState subState_;
+    double plainSum_ = 0.0, subSum_ = 0.0;
 };
 
 }  // namespace velmora

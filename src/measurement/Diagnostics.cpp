@@ -17,14 +17,15 @@ std::string InversionWarning::text() const {
     return buf;
 }
 
-std::vector<ChannelEnergy> channelEnergies(const std::vector<std::vector<float>>& channels, double fs) {
-    // 120 Hz low-pass, Q 0.707, designed once for the file.
+BiquadCoefficients subBassLowPass(double fs) {
     const double w = 2.0 * std::numbers::pi * 120.0 / fs;
     const double alpha = std::sin(w) / 1.414, a0 = 1.0 + alpha, cw = std::cos(w);
-    const BiquadCoefficients lowPass{(1.0 - cw) / 2.0 / a0, (1.0 - cw) / a0, (1.0 - cw) / 2.0 / a0, -2.0 * cw / a0,
-                                     (1.0 - alpha) / a0};
+    return {(1.0 - cw) / 2.0 / a0, (1.0 - cw) / a0, (1.0 - cw) / 2.0 / a0, -2.0 * cw / a0, (1.0 - alpha) / a0};
+}
+
+std::vector<ChannelEnergy> channelEnergies(const std::vector<std::vector<float>>& channels, double fs) {
     // The K-weighting kernel with an identity second section is exactly one biquad.
-    const KWeightingFilter single{lowPass, {1.0, 0.0, 0.0, 0.0, 0.0}};
+    const KWeightingFilter single{subBassLowPass(fs), kernels::identitySection};
 
     std::vector<ChannelEnergy> out(channels.size());
     parallelFor(channels.size(), [&](std::size_t c) {

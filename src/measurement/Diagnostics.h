@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "audio/ChannelLayout.h"
+#include "measurement/LoudnessEngine.h"
 
 namespace velmora {
 
@@ -24,7 +25,10 @@ struct InversionWarning {
     std::string text() const;
 };
 
-// Channels in parallel; allocates one filtered chunk per channel.
+// The 120 Hz low-pass (Q 0.707) whose share of a channel's energy tells bass content.
+BiquadCoefficients subBassLowPass(double sampleRate);
+
+// Channels in parallel.
 std::vector<ChannelEnergy> channelEnergies(const std::vector<std::vector<float>>& channels, double sampleRate);
 std::optional<InversionWarning> detectInversion(const std::vector<ChannelEnergy>& energies, ChannelOrder order);
 std::vector<float> waveformPeaks(const std::vector<std::vector<float>>& channels, int pointCount = 1024);

@@ -26,15 +26,17 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     FileAnalysis a;
     a.isVideo = isVideoPath(path);
     // Decoding takes most of the time of a compressed file, so it owns the first part of the bar.
+    // The standard measurement runs while decoding, and when nothing else needs the samples
+    // they are never held whole: one pass through a small window.
     std::optional<LoudnessAnalyzer> streaming;
-    if (!settings.dialogueGating) streaming.emplace(progress);
+    if (!settings.dialogueGating) streaming.emplace(progress, settings.keepAudio);
     auto decoded = loadAudio(path, a.isVideo, streaming ? &*streaming : nullptr);
     if (!decoded) return decoded.error();
     PlanarAudio& audio = *decoded;
 
     a.channelCount = int(audio.channelCount());
     a.sampleRate = audio.sampleRate;
-    a.frameCount = audio.frameCount();
+    a.frameCount = streaming ? streaming->frames() : audio.frameCount();
     a.weights = resolveChannelWeights(a.channelCount, settings.layout, settings.order, audio.declaredPositions);
     if (streaming) {
         streaming->wait();
@@ -42,7 +44,10 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     } else {
         a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress);
     }
-    if (a.channelCount == 6) a.inversion = detectInversion(channelEnergies(audio.channels, audio.sampleRate), settings.order);
+    if (a.channelCount == 6) {
+        const auto energies = streaming ? streaming->channelEnergies() : channelEnergies(audio.channels, audio.sampleRate);
+        a.inversion = detectInversion(energies, settings.order);
+    }
     if (progress) progress(1.0);
     if (settings.keepAudio) a.audio = std::move(audio);
     return a;

@@ -6,7 +6,8 @@
 
 namespace velmora {
 
-LoudnessAnalyzer::LoudnessAnalyzer(ProgressFn progress) : progress_(std::move(progress)) {}
+LoudnessAnalyzer::LoudnessAnalyzer(ProgressFn progress, bool keepSamples)
+    : progress_(std::move(progress)), keepSamples_(keepSamples) {}
 
 LoudnessAnalyzer::~LoudnessAnalyzer() { wait(); }
 
@@ -17,7 +18,10 @@ void LoudnessAnalyzer::prepare(std::size_t channelCount, double sampleRate, std:
     fed_ = 0;
     unitFrames_ = energyUnitFrames(sampleRate);
     meters_.clear();
-    for (std::size_t c = 0; c < channelCount; ++c) meters_.push_back(std::make_unique<ChannelMeter>(sampleRate, expectedFrames));
+    // Only a 5.1 programme is tested for a swapped centre and LFE.
+    energies_ = channelCount == 6;
+    for (std::size_t c = 0; c < channelCount; ++c)
+        meters_.push_back(std::make_unique<ChannelMeter>(sampleRate, expectedFrames, energies_));
     pool_ = std::make_unique<WorkerPool>(WorkerPool::threadsFor(channelCount));
     pending_.assign(channelCount, nullptr);
 }
@@ -108,6 +112,17 @@ double LoudnessAnalyzer::truePeakDB() const {
     double peak = 1e-12;
     for (const auto& m : meters_) peak = std::max(peak, m->truePeak());
     return 20.0 * std::log10(peak);
+}
+
+std::vector<ChannelEnergy> LoudnessAnalyzer::channelEnergies() const {
+    std::vector<ChannelEnergy> out;
+    if (!energies_) return out;
+    for (std::size_t c = 0; c < meters_.size(); ++c) {
+        const double L = double(meters_[c]->frames());
+        out.push_back({int(c), L > 0 ? meters_[c]->sumOfSquares() / L : 0.0,
+                       L > 0 ? meters_[c]->subBassSumOfSquares() / L : 0.0});
+    }
+    return out;
 }
 
 LoudnessResult LoudnessAnalyzer::result(std::span<const double> w) const {

@@ -11,6 +11,7 @@
 
 #include "audio/AudioFileReader.h"
 #include "measurement/ChannelMeter.h"
+#include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
 #include "measurement/WorkerPool.h"
 
@@ -18,7 +19,8 @@ namespace velmora {
 
 class LoudnessAnalyzer final : public DecodeListener {
 public:
-    explicit LoudnessAnalyzer(ProgressFn progress = {});
+    // Without `keepSamples` a reader decodes through a small window (see DecodeListener).
+    explicit LoudnessAnalyzer(ProgressFn progress = {}, bool keepSamples = true);
     ~LoudnessAnalyzer() override;
 
     // Allocates one meter per channel and the worker threads.
@@ -31,6 +33,7 @@ public:
     void started(const PlanarAudio& audio, std::size_t expectedFrames) override;
     void framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) override;
     void quiesce() override { wait(); }
+    bool keepsSamples() const override { return keepSamples_; }
 
     // Results, once everything fed has been waited for.
     std::size_t frames() const;
@@ -40,12 +43,16 @@ public:
     // Loudest window of `windowFrames` whose start lies on the energy-unit grid.
     double fineMaximum(std::span<const double> weights, std::size_t windowFrames) const;
     double truePeakDB() const;
+    // Plain and sub-bass energies, measured for 6-channel programmes only (empty otherwise).
+    std::vector<ChannelEnergy> channelEnergies() const;
     LoudnessResult result(std::span<const double> weights) const;
 
 private:
     BlockEnergies blocks(std::size_t blockFrames) const;
 
     ProgressFn progress_;
+    bool keepSamples_;
+    bool energies_ = false;
     double sampleRate_ = 0.0;
     std::size_t expectedFrames_ = 0;
     std::size_t fed_ = 0;
