@@ -25,7 +25,7 @@ std::vector<float> spectrum(const std::vector<std::vector<float>>& channels, int
     if (av_tx_init(&ctx, &fft, AV_TX_FLOAT_RDFT, 0, int(N), &scale, AV_TX_UNALIGNED) < 0) return {};
     std::unique_ptr<AVTXContext, void (*)(AVTXContext*)> guard(ctx, [](AVTXContext* c) { av_tx_uninit(&c); });
 
-    // Hann window in its normalised form (peak gain sqrt(8/3) · 0.5 · 2).
+    // Hann window scaled to unit RMS, so the display level does not depend on the window.
     std::vector<float> window(N), frame(N + 2);
     for (std::size_t n = 0; n < N; ++n)
         window[n] = float(0.8165 * (1.0 - std::cos(2.0 * std::numbers::pi * double(n) / double(N))));

@@ -20,7 +20,8 @@ WorkerPool::~WorkerPool() {
 
 std::size_t WorkerPool::threadsFor(std::size_t tasks) {
     const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
-    return tasks <= 1 ? 0 : std::min(tasks, cores);
+    // Even a single task gets a thread: it then runs beside the caller (a decoder feeding it).
+    return std::min(tasks, cores);
 }
 
 void WorkerPool::start(std::size_t count, std::function<void(std::size_t)> task) {
@@ -62,6 +63,10 @@ void WorkerPool::loop() {
 }
 
 void parallelFor(std::size_t count, const std::function<void(std::size_t)>& fn) {
+    if (count <= 1) {
+        if (count == 1) fn(0);
+        return;
+    }
     WorkerPool pool(WorkerPool::threadsFor(count));
     pool.start(count, fn);
     pool.wait();
