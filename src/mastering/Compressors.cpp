@@ -1,0 +1,85 @@
+#include "mastering/Compressors.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "mastering/LinkedGain.h"
+#include "mastering/VectorMath.h"
+
+namespace velmora {
+
+namespace {
+
+// Time constant in ms.
+double onePole(double fs, double ms) { return std::exp(-1.0 / (fs * ms / 1000.0)); }
+
+struct Settings {
+    double attack, release;  // one-pole coefficients
+    double thresholdDB;
+    double slope;            // 1 − 1/ratio: dB of reduction per dB over the threshold
+    double makeup;           // linear
+};
+
+// b holds ln(peak) on entry (the vectorised log) and the detector level in dB on return.
+// Sequential by nature, so kept apart from the vectorised passes around it; `top` lets the
+// caller report the largest reduction without another pass.
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+double detect(double* b, std::size_t n, double e, double aA, double aR, double& top) noexcept {
+    double t = top;
+    for (std::size_t j = 0; j < n; ++j) {
+        const double L = b[j] * vmath::dbPerNeper;
+        e = L + (e - L) * (L <= e ? aR : aA);
+        t = e > t ? e : t;
+        b[j] = e;
+    }
+    top = t;
+    return e;
+}
+
+// Both compressors: the dB detector starts at −120 dB, the floor of 1e-9 keeps silence at
+// −180 dB. Returns the largest reduction in dB.
+double compress(Channels& channels, const Settings& s) {
+    const std::size_t n = linked::frameCount(channels);
+    if (n == 0) return 0.0;
+    const auto gain = linked::newCurve(n);
+    std::vector<double> buf(linked::chunkFrames);
+    double env = -120.0, loudest = -120.0;
+    for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
+        const std::size_t len = std::min(linked::chunkFrames, n - begin);
+        double* b = buf.data();
+        linked::framePeaks(channels, begin, len, 1e-9, b);
+        vmath::log(b, b, len);
+        env = detect(b, len, env, s.attack, s.release, loudest);
+        const double threshold = s.thresholdDB, slope = s.slope;
+        for (std::size_t j = 0; j < len; ++j) {
+            const double over = b[j] - threshold;
+            b[j] = over > 0.0 ? -over * slope * vmath::neperPerDb : 0.0;
+        }
+        vmath::exp(b, b, len);
+        float* g = gain.get() + begin;
+        for (std::size_t j = 0; j < len; ++j) g[j] = float(s.makeup * b[j]);
+    }
+    linked::applyCurve(channels, gain.get());
+    // Reduction grows with the detector level, so the largest is that of the loudest frame.
+    const double over = loudest - s.thresholdDB;
+    return over > 0.0 && s.slope > 0.0 ? over * s.slope : 0.0;
+}
+
+}  // namespace
+
+double busCompress(Channels& channels, double fs, const MasterParams& p) {
+    if (!p.compOn) return 0.0;
+    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms.
+    const Settings s{onePole(fs, std::max(p.compAttack, 0.05)), onePole(fs, std::max(p.compRelease, 1.0)),
+                     p.compThreshold, 1.0 - 1.0 / p.compRatio, std::pow(10.0, p.compMakeup / 20.0)};
+    return compress(channels, s);
+}
+
+void protectCompress(Channels& channels, double fs) {
+    // Slow enough to leave transients to the limiter, gentle enough to be inaudible as such.
+    const Settings s{onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0};
+    compress(channels, s);
+}
+
+}  // namespace velmora

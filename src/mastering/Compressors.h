@@ -1,0 +1,19 @@
+#pragma once
+// Feed-forward, hard-knee, peak-detecting compressors with linked detection: one gain curve
+// from the loudest channel (LFE included) multiplies every channel.
+#include "mastering/MasterParams.h"
+#include "measurement/LoudnessEngine.h"
+
+namespace velmora {
+
+// The chain's bus compressor (compThreshold dBFS, compRatio n:1, compAttack and compRelease
+// ms, compMakeup dB), in place. Returns the largest gain reduction applied in dB (positive),
+// 0 when compOn is false, in which case the buffer is untouched. Allocates one float per frame
+// for the gain curve, and the worker threads.
+double busCompress(Channels& channels, double fs, const MasterParams& params);
+
+// The fixed protection compressor (−12 dBFS, 2:1, 50 ms attack, 400 ms release, no make-up)
+// that conformance puts before the limiter, in place. Allocates like busCompress.
+void protectCompress(Channels& channels, double fs);
+
+}  // namespace velmora

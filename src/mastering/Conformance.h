@@ -1,0 +1,40 @@
+#pragma once
+// Bringing a rendered master to its delivery target: conformity gain from the integrated
+// loudness, protection compressor when the limiter would work too hard, look-ahead limiter
+// under the true-peak ceiling.
+#include <span>
+
+#include "audio/LoudnessError.h"
+#include "mastering/MasterParams.h"
+#include "measurement/LoudnessEngine.h"
+
+namespace velmora {
+
+// Everything decided before the limiter, so a caller can limit again with extra headroom
+// when the written file's true peak came out over the ceiling.
+struct ConformPlan {
+    Channels beforeLimiter;            // the rendered buffer, after protection if inserted
+    double gainLin = 1;                // conformity gain the limiter applies
+    double protectionAppliedDB = 0;    // planned reduction that called in the protection, else 0
+    double integratedBeforeLUFS = 0;   // the rendered buffer's integrated loudness
+};
+
+struct ConformResult {
+    Channels channels;  // limited, same length and rate as the rendered buffer
+    double protectionAppliedDB = 0;
+    double gainLin = 1;
+    double integratedBeforeLUFS = 0;
+};
+
+// targetLUFS is the norm's loudness, ceilingDB its true-peak ceiling (dBTP); params supplies
+// autoProtectComp and autoProtectThresholdDB. Fails with tooQuiet when the rendered buffer's
+// integrated loudness is not finite. Works in place on the buffer it is given; allocates the
+// measurement's energy lists, and the protection's gain curve when inserted.
+Expected<ConformPlan> planConformance(Channels rendered, double fs, double targetLUFS, double ceilingDB,
+                                      const MasterParams& params, std::span<const double> weights);
+
+// planConformance followed by the limiter, in place: no second buffer.
+Expected<ConformResult> conformMaster(Channels rendered, double fs, double targetLUFS, double ceilingDB,
+                                      const MasterParams& params, std::span<const double> weights);
+
+}  // namespace velmora

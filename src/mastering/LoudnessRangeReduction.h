@@ -1,0 +1,39 @@
+#pragma once
+// Narrowing of the loudness range towards lraTarget: a slow linked envelope compressor around
+// the programme's own integrated loudness, and an optional refinement loop that holds the
+// integrated loudness while it narrows further.
+#include <span>
+
+#include "mastering/MasterParams.h"
+#include "measurement/LoudnessEngine.h"
+
+namespace velmora {
+
+// Ratio applied to the envelope's deviation from the reference: below 1 narrows (loud passages
+// cut, quiet ones raised). Never below 0.3.
+inline constexpr double lraMinimumRatio = 0.3;
+// An LRA within this much above the target counts as reached (LU).
+inline constexpr double lraTolerance = 0.5;
+
+// Linked envelope (150 ms one-pole, rising and falling alike) over the loudest channel,
+// compared with referenceLUFS taken as a peak-scale level; each frame's deviation in dB is
+// scaled by `ratio`. In place. Allocates one float per frame and the worker threads.
+void lraEnvelopeCompressInPlace(Channels& channels, double fs, double ratio, double referenceLUFS);
+Channels lraEnvelopeCompress(Channels channels, double fs, double ratio, double referenceLUFS);
+
+// Every sample multiplied by `gain` (float multiply), channels in parallel. Allocates only the
+// worker threads (and nothing when taking the buffer by value and moving it back).
+void applyGainInPlace(Channels& channels, float gain);
+Channels applyGain(Channels channels, float gain);
+
+// Nothing unless lraOn. One envelope pass when the LRA exceeds lraTarget + 0.5 LU, then, when
+// lraIterative, up to four further passes that keep the integrated loudness of the first
+// pass's output within 0.05 LU. Measurements use `weights` with the standard gating; one whose
+// loudness is not finite or whose range is absent ends the stage with the buffer as it is.
+// `progress` receives this stage's own fraction, 0 … 1. Works in place on the buffer it is
+// given; allocates a gain curve of one float per frame per pass and the measurement's energy
+// lists.
+Channels reduceLRA(Channels channels, double fs, const MasterParams& params, std::span<const double> weights,
+                   const ProgressFn& progress = {});
+
+}  // namespace velmora
