@@ -1,0 +1,248 @@
+#include "output/MasterWriter.h"
+
+#include <algorithm>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <sndfile.h>
+
+#include "output/BlockEncoder.h"
+#include "output/PendingFile.h"
+#include "output/RateConverter.h"
+
+namespace velmora {
+
+void TruePeakObserver::samplesWritten(std::span<const float* const> channels, std::size_t frames) {
+    for (std::size_t c = 0; c < std::min(channels.size(), meters_.size()); ++c) meters_[c].process(channels[c], frames);
+}
+
+double TruePeakObserver::truePeakDB() const {
+    double peak = 1e-12;
+    for (const TruePeakMeter& m : meters_) peak = std::max(peak, m.peak());
+    return 20.0 * std::log10(peak);
+}
+
+namespace {
+
+const LoudnessError cannotWrite{LoudnessError::Code::cannotWrite};
+constexpr std::size_t chunkFrames = 65536;
+// Past this the 32-bit sizes of RIFF and AIFF chunks overflow.
+constexpr std::uint64_t maxClassicDataBytes = 0xFFFFFFFFull - 65536;
+
+// The WAVE_FORMAT_EXTENSIBLE bits in order, as libsndfile names them; the Core Audio channel
+// bitmap of AIFF uses the same bits and its labels are the bit index plus one.
+constexpr int sndfileSpeakers[] = {
+    SF_CHANNEL_MAP_LEFT,           SF_CHANNEL_MAP_RIGHT,           SF_CHANNEL_MAP_CENTER,
+    SF_CHANNEL_MAP_LFE,            SF_CHANNEL_MAP_REAR_LEFT,       SF_CHANNEL_MAP_REAR_RIGHT,
+    SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER, SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER, SF_CHANNEL_MAP_REAR_CENTER,
+    SF_CHANNEL_MAP_SIDE_LEFT,      SF_CHANNEL_MAP_SIDE_RIGHT,      SF_CHANNEL_MAP_TOP_CENTER,
+    SF_CHANNEL_MAP_TOP_FRONT_LEFT, SF_CHANNEL_MAP_TOP_FRONT_CENTER, SF_CHANNEL_MAP_TOP_FRONT_RIGHT,
+    SF_CHANNEL_MAP_TOP_REAR_LEFT,  SF_CHANNEL_MAP_TOP_REAR_CENTER, SF_CHANNEL_MAP_TOP_REAR_RIGHT,
+};
+constexpr int speakerBits = int(std::size(sndfileSpeakers));
+constexpr std::uint32_t coreAudioUseBitmap = 1u << 16, coreAudioMpeg71C = (128u << 16) | 8;
+
+struct ChannelPlan {
+    std::vector<std::size_t> order;  // buffer channel of each file channel
+    SpeakerLayout speakers;          // file order; empty when the file declares none
+    std::vector<int> sndfileMap;
+};
+
+// A layout is declared only when every channel names one distinct speaker that the headers
+// can carry; WAV then stores the channels in the order of their bits, as its mask implies.
+ChannelPlan planChannels(std::size_t count, const std::optional<SpeakerLayout>& layout, FileFormat format) {
+    ChannelPlan plan;
+    plan.order.resize(count);
+    for (std::size_t c = 0; c < count; ++c) plan.order[c] = c;
+    if (!layout || layout->size() != count) return plan;
+    std::uint64_t seen = 0;
+    for (std::uint64_t s : *layout) {
+        if (!std::has_single_bit(s) || std::countr_zero(s) >= speakerBits || (seen & s)) return plan;
+        seen |= s;
+    }
+    if (format == FileFormat::wav)
+        std::sort(plan.order.begin(), plan.order.end(),
+                  [&](std::size_t a, std::size_t b) { return (*layout)[a] < (*layout)[b]; });
+    for (std::size_t c : plan.order) {
+        plan.speakers.push_back((*layout)[c]);
+        plan.sndfileMap.push_back(sndfileSpeakers[std::countr_zero((*layout)[c])]);
+    }
+    if (format == FileFormat::aiff && count == 1) plan.sndfileMap = {SF_CHANNEL_MAP_MONO};
+    return plan;
+}
+
+// libsndfile knows Core Audio tags for up to six channels only; past that the channel chunk is
+// written by hand: the 7.1 tag, else a bitmap, which implies channels in the order of their
+// bits (FFmpeg reads no other form of the chunk).
+std::optional<std::vector<unsigned char>> coreAudioChannelChunk(const SpeakerLayout& speakers) {
+    std::uint32_t tag = coreAudioUseBitmap, bitmap = 0;
+    if (speakers == surround71Layout())
+        tag = coreAudioMpeg71C;
+    else if (std::is_sorted(speakers.begin(), speakers.end()))
+        for (std::uint64_t s : speakers) bitmap |= std::uint32_t(s);
+    else
+        return std::nullopt;
+    std::vector<unsigned char> chunk;
+    for (std::uint32_t field : {tag, bitmap, 0u})  // tag, bitmap, no channel descriptions
+        for (int shift = 24; shift >= 0; shift -= 8) chunk.push_back(static_cast<unsigned char>(field >> shift));
+    return chunk;
+}
+
+// libsndfile keeps the header; the samples, already packed in the file's byte order, go
+// straight to the file, and what has been written is handed to the disk as it comes so the
+// flush before the rename is short.
+struct RawWriter {
+    SNDFILE* file;
+    const PendingFile& pending;
+    std::size_t unflushed = 0;
+
+    static bool write(void* context, const unsigned char* bytes, std::size_t count) {
+        auto& self = *static_cast<RawWriter*>(context);
+        if (sf_write_raw(self.file, bytes, sf_count_t(count)) != sf_count_t(count)) return false;
+        self.unflushed += count;
+        if (self.unflushed >= writebackBytes) {
+            self.pending.startWriteback();
+            self.unflushed = 0;
+        }
+        return true;
+    }
+    static constexpr std::size_t writebackBytes = std::size_t(32) << 20;
+};
+
+bool writeConverted(const std::vector<const float*>& input, std::size_t frames, double inputRate, double outputRate,
+                    std::size_t outputFrames, BlockEncoder& sink) {
+    RateConverter converter(input.size(), inputRate, outputRate, chunkFrames);
+    if (!converter.valid()) return false;
+    std::vector<const float*> chunk(input.size());
+    std::size_t position = 0, emitted = 0, started = 0;
+    auto startNext = [&] {
+        started = std::min(chunkFrames, frames - position);
+        for (std::size_t c = 0; c < input.size(); ++c) chunk[c] = input[c] + position;
+        position += started;
+        converter.start(chunk.data(), started);  // 0 frames once the input is spent: drain
+    };
+    startNext();
+    for (;;) {
+        const std::optional<std::size_t> made = converter.finish();
+        if (!made) return false;
+        const bool done = started == 0 && *made == 0;
+        const float* const* out = converter.output();
+        if (!done) startNext();
+        // The converters' tail may round the length either way; the file gets the exact one.
+        const std::size_t n = std::min(*made, outputFrames - emitted);
+        if (n > 0 && !sink.push(out, n)) return false;
+        emitted += n;
+        if (done) break;
+    }
+    if (emitted < outputFrames) {
+        const std::vector<float> silence(BlockEncoder::blockFrames, 0.0f);
+        const std::vector<const float*> zeros(input.size(), silence.data());
+        while (emitted < outputFrames) {
+            const std::size_t n = std::min(BlockEncoder::blockFrames, outputFrames - emitted);
+            if (!sink.push(zeros.data(), n)) return false;
+            emitted += n;
+        }
+    }
+    return true;
+}
+
+bool sameFile(const std::string& a, const std::string& b) {
+    std::error_code ec;
+    if (std::filesystem::equivalent(a, b, ec)) return true;
+    const std::filesystem::path ca = std::filesystem::weakly_canonical(a, ec);
+    if (ec) return false;
+    const std::filesystem::path cb = std::filesystem::weakly_canonical(b, ec);
+    return !ec && ca == cb;
+}
+
+int sndfileFormat(FileFormat format, BitDepth depth, bool declaresLayout, std::uint64_t dataBytes) {
+    const int codec = depth == BitDepth::int16 ? SF_FORMAT_PCM_16 : depth == BitDepth::int24 ? SF_FORMAT_PCM_24
+                                                                                               : SF_FORMAT_FLOAT;
+    if (format == FileFormat::aiff) return SF_FORMAT_AIFF | codec;
+    if (dataBytes > maxClassicDataBytes) return SF_FORMAT_RF64 | codec;
+    return (declaresLayout ? SF_FORMAT_WAVEX : SF_FORMAT_WAV) | codec;
+}
+
+}  // namespace
+
+Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, const WriteRequest& request,
+                                  SampleObserver* observer) {
+    if (channels.empty() || channels[0].empty() || request.destination.empty()) return cannotWrite;
+    const std::size_t count = channels.size(), frames = channels[0].size();
+    if (count > 1024 || std::any_of(channels.begin(), channels.end(), [&](auto& c) { return c.size() != frames; }))
+        return cannotWrite;
+    const double targetRate = resolveOutputRate(request.outputRate, sampleRate);
+    if (!(sampleRate >= 1.0 && sampleRate < INT_MAX && targetRate >= 1.0 && targetRate < INT_MAX)) return cannotWrite;
+    if (request.layout && !request.layout->empty() && request.layout->size() != count) return cannotWrite;
+    if (!request.sourcePath.empty() && sameFile(request.destination, request.sourcePath)) return cannotWrite;
+
+    const bool convert = std::fabs(targetRate - sampleRate) >= 0.5;
+    const double fileRate = std::round(convert ? targetRate : sampleRate);
+    const std::size_t outputFrames =
+        convert ? std::size_t(std::llround(double(frames) * targetRate / sampleRate)) : frames;
+    const FileFormat format = request.format.value_or(formatForPath(request.destination));
+    const ChannelPlan plan = planChannels(count, request.layout ? request.layout : defaultLayout(count), format);
+    const std::uint64_t dataBytes = std::uint64_t(outputFrames) * count * std::uint64_t(bits(request.depth) / 8);
+    if (format == FileFormat::aiff && dataBytes > maxClassicDataBytes) return cannotWrite;
+
+    Expected<PendingFile> pending = PendingFile::create(request.destination);
+    if (!pending) return pending.error();
+
+    SF_INFO info{};
+    info.samplerate = int(fileRate);
+    info.channels = int(count);
+    info.format = sndfileFormat(format, request.depth, !plan.sndfileMap.empty(), dataBytes);
+    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open_fd(pending->fd(), SFM_WRITE, &info, SF_FALSE), &sf_close);
+    if (!file) return cannotWrite;
+    sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+    SpeakerLayout declared = plan.speakers;
+    if (!plan.sndfileMap.empty()) {
+        std::vector<int> map = plan.sndfileMap;
+        const bool mapped =
+            sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int))) == SF_TRUE;
+        std::optional<std::vector<unsigned char>> chunk;
+        if (!mapped && format == FileFormat::aiff) chunk = coreAudioChannelChunk(plan.speakers);
+        SF_CHUNK_INFO chan{};
+        if (chunk) {
+            std::copy_n("CHAN", 4, chan.id);
+            chan.id_size = 4;
+            chan.datalen = unsigned(chunk->size());
+            chan.data = chunk->data();
+        }
+        if (!mapped && !(chunk && sf_set_chunk(file.get(), &chan) == SF_ERR_NO_ERROR)) declared.clear();
+    }
+
+    std::vector<const float*> input(count);
+    for (std::size_t c = 0; c < count; ++c) input[c] = channels[plan.order[c]].data();
+    bool ok;
+    {
+        RawWriter raw{file.get(), *pending};
+        BlockEncoder sink(count, request.depth, format == FileFormat::aiff, observer, &RawWriter::write, &raw);
+        ok = convert ? writeConverted(input, frames, sampleRate, targetRate, outputFrames, sink)
+                     : sink.push(input.data(), frames);
+        ok = ok && sink.finish();
+    }
+    ok = sf_error(file.get()) == SF_ERR_NO_ERROR && ok;
+    ok = sf_close(file.release()) == 0 && ok;
+    if (!ok) return cannotWrite;
+    const bool accepted = !observer || observer->acceptWrite();
+    if (accepted)
+        if (std::optional<LoudnessError> error = pending->commit()) return *error;
+
+    WriteReport report;
+    report.committed = accepted;
+    report.path = request.destination;
+    report.format = format;
+    report.depth = request.depth;
+    report.sampleRate = fileRate;
+    report.frames = outputFrames;
+    report.channels = count;
+    report.layout = std::move(declared);
+    report.sourceChannels = plan.order;
+    return report;
+}
+
+}  // namespace velmora

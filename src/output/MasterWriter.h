@@ -1,0 +1,71 @@
+#pragma once
+// Writes a processed planar buffer as a WAV or AIFF master: optional sample-rate conversion,
+// quantisation to the chosen depth (no dither: the limiter keeps masters within full scale),
+// the speaker layout in the file's header, and an all-or-nothing replacement of the destination.
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "audio/LoudnessError.h"
+#include "measurement/ChannelMeter.h"
+#include "measurement/LoudnessEngine.h"
+#include "output/OutputFormat.h"
+
+namespace velmora {
+
+// Sees the master exactly as stored, block after block: after rate conversion and
+// quantisation, one float pointer per file channel in the file's channel order. Called on the
+// writing thread; the pointers are only valid during the call.
+class SampleObserver {
+public:
+    virtual ~SampleObserver() = default;
+    virtual void samplesWritten(std::span<const float* const> channels, std::size_t frames) = 0;
+    // Asked once every sample is in the file, before it replaces the destination: false drops
+    // the file, so a master that breaks a promise (a ceiling, say) never replaces anything.
+    virtual bool acceptWrite() { return true; }
+};
+
+// The true peak of the file as written, without reading it back.
+class TruePeakObserver final : public SampleObserver {
+public:
+    explicit TruePeakObserver(std::size_t channels) : meters_(channels) {}
+    void samplesWritten(std::span<const float* const> channels, std::size_t frames) override;
+    double truePeakDB() const;  // over every channel, -240 for silence
+
+private:
+    std::vector<TruePeakMeter> meters_;
+};
+
+struct WriteRequest {
+    std::string destination{};
+    std::optional<FileFormat> format{};  // nothing: from the destination's extension
+    BitDepth depth = BitDepth::int24;
+    double outputRate = 0.0;  // Hz; 0 keeps the source's rate
+    // Nothing: defaultLayout(channel count). An empty layout writes none; otherwise one
+    // speaker per channel.
+    std::optional<SpeakerLayout> layout{};
+    std::string sourcePath{};  // the file the master comes from: never written over
+};
+
+struct WriteReport {
+    std::string path;
+    FileFormat format = FileFormat::wav;
+    BitDepth depth = BitDepth::int24;
+    double sampleRate = 0.0;  // as written
+    std::size_t frames = 0;
+    std::size_t channels = 0;
+    SpeakerLayout layout;  // as declared by the file, in its channel order; empty for none
+    // The buffer channel in each file channel: WAV stores speakers in the order of their bits.
+    std::vector<std::size_t> sourceChannels;
+    bool committed = false;  // false when the observer refused the file: nothing was replaced
+};
+
+// Missing destination folder, a destination that is the source, full disk or any write error:
+// cannotWrite; a folder that refuses access: diskAccess. On failure nothing is left behind and
+// an existing file at the destination is untouched; on success it is replaced.
+Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, const WriteRequest& request,
+                                  SampleObserver* observer = nullptr);
+
+}  // namespace velmora
