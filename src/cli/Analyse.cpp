@@ -5,6 +5,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Json.h"
+#include "cli/MeasurementTable.h"
 #include "cli/Progress.h"
 #include "cli/Settings.h"
 #include "cli/Text.h"
@@ -26,8 +27,6 @@ struct Outcome {
     std::optional<PADCheck> pad;
     bool ok() const { return !error; }
 };
-
-double difference(double a, double b) { return std::isfinite(a) && std::isfinite(b) ? a - b : NAN; }
 
 Outcome analyseOne(const std::string& path, const MeasureOptions& options) {
     Outcome o;
@@ -70,22 +69,7 @@ void printHuman(const Outcome& o, const MeasureOptions& options) {
     std::cout << a.infoLine() << '\n';
     if (o.error) std::cout << o.status << " : " << *o.error << '\n';
 
-    auto row = [](const char* label, double value, const std::string& u) {
-        std::cout << padRight(label, 21) << ": " << oneDecimalOrDash(value) << (std::isfinite(value) ? " " + u : "")
-                  << '\n';
-    };
-    if (r.programmeLUFS) {
-        row("Sonie dialogues (DL)", r.integratedLUFS, unit);
-        row("Sonie programme (PL)", *r.programmeLUFS, unit);
-    } else {
-        row("Sonie intégrée (I)", r.integratedLUFS, unit);
-    }
-    row("Plage de sonie (LRA)", r.loudnessRange.value_or(NAN), "LU");
-    row("Momentanée max (M)", r.momentaryMax, unit);
-    row("Court-terme max (S)", r.shortTermMax, unit);
-    row("Crête vraie", r.truePeakDB, "dBTP");
-    row("PLR (TP - I)", difference(r.truePeakDB, r.integratedLUFS), "LU");
-    row("PSR (TP - S max)", difference(r.truePeakDB, r.shortTermMax), "LU");
+    printMeasurementTable(std::cout, {&r}, unit);
 
     std::cout << "\nDIAGNOSTIC MULTI-NORME · CONFORMITÉ INSTANTANÉE " << diagnosisBadge(o.norms) << '\n'
               << diagnosisSummary(o.norms) << '\n';

@@ -7,5 +7,8 @@ namespace velmora::cli {
 
 int runAnalyse(Args& args);
 int runNorms(Args& args);
+int runMaster(Args& args);
+int runCalibrate(Args& args);
+int runAB(Args& args);
 
 }  // namespace velmora::cli

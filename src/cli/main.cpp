@@ -11,6 +11,10 @@ const char* usage =
     "Usage:\n"
     "  velmora-cli analyse [--json] [--gating auto|ebu|global|dialog] [--layout L] [--order O] [--norm N] FILE...\n"
     "  velmora-cli norms [--json]\n"
+    "  velmora-cli master FILE -o OUT [--norm N | --target LUFS --ceiling DBTP] [--mode master|conform]\n"
+    "                     [--params FILE.json] [--format wav|aiff] [--bits 16|24|32f] [--rate HZ]\n"
+    "  velmora-cli calibrate -o FILE.wav\n"
+    "  velmora-cli ab FILE [--params FILE.json] [--norm N] [--bits 16|24|32f]\n"
     "\n"
     "analyse   measures each file (integrated loudness, LRA, momentary and short-term maxima,\n"
     "          true peak, PLR/PSR), tells which of the 21 delivery norms it already meets and\n"
@@ -19,6 +23,13 @@ const char* usage =
     "          (how 6-channel files are weighted), --norm N picks the norm whose gating and unit\n"
     "          apply when --gating is auto (default 0).\n"
     "norms     lists the 21 norms with their index, target, ceiling and file tag.\n"
+    "master    writes a corrected master: the chain (--params, master mode), the conformity gain to\n"
+    "          the norm's target and the true-peak limiter; the file's true peak as written never\n"
+    "          exceeds the ceiling. OUT is a file, or a folder for NAME_master_-23LUFS.wav.\n"
+    "          Defaults: norm 0, master mode with every stage off, WAV, 24 bits, source rate.\n"
+    "calibrate writes the RLL calibration pink noise (500-2000 Hz, -23 LUFS, 30 s, 48 kHz/24-bit).\n"
+    "ab        writes NAME_AB_AVANT.wav and NAME_AB_APRES.wav beside FILE: its centred 30 s, untouched\n"
+    "          and through the chain, gain and limiter.\n"
     "\n"
     "Exit status: 0 success, 1 when any file failed, 2 for bad usage.\n";
 
@@ -36,6 +47,9 @@ int main(int argc, char** argv) {
     try {
         if (command == "analyse" || command == "analyze") return velmora::cli::runAnalyse(args);
         if (command == "norms") return velmora::cli::runNorms(args);
+        if (command == "master") return velmora::cli::runMaster(args);
+        if (command == "calibrate") return velmora::cli::runCalibrate(args);
+        if (command == "ab") return velmora::cli::runAB(args);
         throw velmora::cli::UsageError("unknown command " + command);
     } catch (const velmora::cli::UsageError& e) {
         std::cerr << "velmora-cli: " << e.what() << "\n\n" << usage;

@@ -1,0 +1,163 @@
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "cli/Commands.h"
+#include "cli/MeasurementTable.h"
+#include "cli/Progress.h"
+#include "cli/Settings.h"
+#include "cli/Text.h"
+#include "measurement/FileAnalysis.h"
+#include "norms/Format.h"
+#include "norms/Presets.h"
+#include "output/MasterDelivery.h"
+
+namespace velmora::cli {
+
+namespace {
+
+struct MasterOptions {
+    MeasureOptions measure;
+    std::string output;
+    double targetLUFS = -23.0;
+    double ceilingDB = -1.0;
+    ProcessMode mode = ProcessMode::master;
+    MasterParams params;
+    FileFormat format = FileFormat::wav;
+    bool formatGiven = false;
+    BitDepth depth = BitDepth::int24;
+    double outputRate = 0.0;
+};
+
+MasterParams readParams(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw UsageError("--params: cannot read " + path);
+    std::stringstream text;
+    text << in.rdbuf();
+    auto params = masterParamsFromJson(text.str());
+    if (!params) throw UsageError("--params: " + path + " is not a complete chain settings object (35 keys)");
+    return *params;
+}
+
+MasterOptions parseMasterOptions(Args& args) {
+    MasterOptions o;
+    o.measure = parseMeasureOptions(args);
+    const Preset& norm = presetAt(o.measure.norm);
+    o.targetLUFS = norm.lufs;
+    o.ceilingDB = norm.ceiling;
+    if (auto v = args.option("-o")) o.output = *v;
+    else if (auto w = args.option("--output")) o.output = *w;
+    else throw UsageError("master: -o OUT is required");
+    if (auto v = args.option("--target")) o.targetLUFS = parseDouble(*v, "--target");
+    if (auto v = args.option("--ceiling")) o.ceilingDB = parseDouble(*v, "--ceiling");
+    if (!(o.targetLUFS > -70.0 && o.targetLUFS < 0.0)) throw UsageError("--target: expected a loudness between -70 and 0 LUFS");
+    if (!(o.ceilingDB >= -20.0 && o.ceilingDB <= 0.0)) throw UsageError("--ceiling: expected a ceiling between -20 and 0 dBTP");
+    if (auto v = args.option("--mode")) {
+        if (*v == "master") o.mode = ProcessMode::master;
+        else if (*v == "conform") o.mode = ProcessMode::conform;
+        else throw UsageError("--mode: expected master or conform, not " + *v);
+    }
+    if (auto v = args.option("--params")) o.params = readParams(*v);
+    if (o.mode == ProcessMode::conform) o.params = MasterParams{};  // no stage touches the sound
+    if (auto v = args.option("--format")) {
+        if (*v == "wav") o.format = FileFormat::wav;
+        else if (*v == "aiff" || *v == "aif") o.format = FileFormat::aiff;
+        else throw UsageError("--format: expected wav or aiff, not " + *v);
+        o.formatGiven = true;
+    }
+    if (auto v = args.option("--bits")) {
+        if (*v == "16") o.depth = BitDepth::int16;
+        else if (*v == "24") o.depth = BitDepth::int24;
+        else if (*v == "32f" || *v == "32") o.depth = BitDepth::float32;
+        else throw UsageError("--bits: expected 16, 24 or 32f, not " + *v);
+    }
+    if (auto v = args.option("--rate")) {
+        o.outputRate = *v == "origine" || *v == "source" ? 0.0 : parseDouble(*v, "--rate");
+        bool offered = false;
+        for (const auto& choice : outputRateChoices) offered = offered || choice.hz == o.outputRate;
+        if (!offered) throw UsageError("--rate: expected 0 (source rate), 44100, 48000, 88200, 96000, 176400 or 192000");
+    }
+    return o;
+}
+
+std::string formatG(double v) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%g", v);
+    return buf;
+}
+
+// "<name>_master_-23LUFS.wav" when -o names a folder; the extension follows the format.
+std::string destinationFor(const std::string& source, const MasterOptions& o, FileFormat format) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const bool folder = fs::is_directory(o.output, ec) || o.output.ends_with('/');
+    if (!folder) return o.output;
+    const std::string name = fs::path(source).stem().string() + (o.mode == ProcessMode::conform ? "_corrige" : "_master") +
+                             "_" + formatG(o.targetLUFS) + "LUFS." + std::string(extension(format));
+    return (fs::path(o.output) / name).string();
+}
+
+}  // namespace
+
+int runMaster(Args& args) {
+    const auto o = parseMasterOptions(args);
+    const auto files = args.positionals();
+    if (files.size() != 1) throw UsageError("master: exactly one FILE");
+    const std::string& source = files.front();
+    const std::string unit(rawValue(presetAt(o.measure.norm).unit));
+
+    AnalysisSettings settings;
+    settings.layout = o.measure.layout;
+    settings.order = o.measure.order;
+    settings.dialogueGating = effectiveGatingMode(o.measure.gating, presetAt(o.measure.norm)) == GatingMode::dialog;
+    settings.keepAudio = true;
+
+    std::cout << "== " << source << '\n';
+    ProgressBar bar(std::filesystem::path(source).filename().string());
+    auto analysed = analyseFile(source, settings, [&](double f) { bar.update(0.2 * f); });
+    if (!analysed) {
+        bar.finish();
+        std::cout << "Échec lecture : " << analysed.error().message() << '\n';
+        return 1;
+    }
+    std::cout << analysed->infoLine() << '\n';
+
+    const FileFormat format = o.formatGiven ? o.format : (o.output.ends_with('/') || std::filesystem::is_directory(o.output))
+                                                             ? o.format
+                                                             : formatForPath(o.output);
+    DeliveryRequest request;
+    request.targetLUFS = o.targetLUFS;
+    request.ceilingDB = o.ceilingDB;
+    request.params = o.params;
+    request.write.destination = destinationFor(source, o, format);
+    request.write.format = format;
+    request.write.depth = o.depth;
+    request.write.outputRate = o.outputRate;
+    request.write.sourcePath = source;
+    if (analysed->channelCount == 6) request.write.layout = surround51Layout(o.measure.order);
+
+    const auto& audio = analysed->audio;
+    auto delivered = deliverMaster(audio.channels, audio.sampleRate, analysed->weights, request,
+                                   [&](double f) { bar.update(0.2 + 0.8 * f); });
+    bar.finish();
+    if (!delivered) {
+        printMeasurementTable(std::cout, {&analysed->result}, unit, {"AVANT"});
+        std::cout << "Échec enregistrement : " << delivered.error().message() << '\n';
+        return 1;
+    }
+    const auto& d = *delivered;
+    printMeasurementTable(std::cout, {&analysed->result, &d.after}, unit, {"AVANT", "APRÈS"});
+    std::cout << "Gain de conformité   : " << formatSignedOneDecimal(d.gainDB) << " dB";
+    if (d.protectionAppliedDB > 0) std::cout << " · comp. auto -" << formatOneDecimal(d.protectionAppliedDB) << " dB";
+    if (o.params.compOn) std::cout << " · GR max " << formatOneDecimal(d.maxGR) << " dB";
+    std::cout << "\nCrête vraie écrite   : " << oneDecimalOrDash(d.writtenTruePeakDB) << " dBTP (plafond "
+              << formatOneDecimal(o.ceilingDB) << " dBTP)\n";
+    std::cout << "Enregistré : " << std::filesystem::path(d.written.path).filename().string() << " · "
+              << oneDecimalOrDash(d.after.integratedLUFS) << " LUFS\n";
+    return 0;
+}
+
+}  // namespace velmora::cli
