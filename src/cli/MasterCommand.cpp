@@ -32,16 +32,6 @@ struct MasterOptions {
     double outputRate = 0.0;
 };
 
-MasterParams readParams(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw UsageError("--params: cannot read " + path);
-    std::stringstream text;
-    text << in.rdbuf();
-    auto params = masterParamsFromJson(text.str());
-    if (!params) throw UsageError("--params: " + path + " is not a complete chain settings object (35 keys)");
-    return *params;
-}
-
 MasterOptions parseMasterOptions(Args& args) {
     MasterOptions o;
     o.measure = parseMeasureOptions(args);
@@ -60,7 +50,7 @@ MasterOptions parseMasterOptions(Args& args) {
         else if (*v == "conform") o.mode = ProcessMode::conform;
         else throw UsageError("--mode: expected master or conform, not " + *v);
     }
-    if (auto v = args.option("--params")) o.params = readParams(*v);
+    if (auto v = args.option("--params")) o.params = readParamsFile(*v);
     if (o.mode == ProcessMode::conform) o.params = MasterParams{};  // no stage touches the sound
     if (auto v = args.option("--format")) {
         if (*v == "wav") o.format = FileFormat::wav;
@@ -68,12 +58,7 @@ MasterOptions parseMasterOptions(Args& args) {
         else throw UsageError("--format: expected wav or aiff, not " + *v);
         o.formatGiven = true;
     }
-    if (auto v = args.option("--bits")) {
-        if (*v == "16") o.depth = BitDepth::int16;
-        else if (*v == "24") o.depth = BitDepth::int24;
-        else if (*v == "32f" || *v == "32") o.depth = BitDepth::float32;
-        else throw UsageError("--bits: expected 16, 24 or 32f, not " + *v);
-    }
+    if (auto v = args.option("--bits")) o.depth = parseBits(*v);
     if (auto v = args.option("--rate")) {
         o.outputRate = *v == "origine" || *v == "source" ? 0.0 : parseDouble(*v, "--rate");
         bool offered = false;

@@ -1,5 +1,8 @@
 #include "cli/Settings.h"
 
+#include <fstream>
+#include <sstream>
+
 #include "norms/Presets.h"
 
 namespace velmora::cli {
@@ -43,6 +46,22 @@ MeasureOptions parseMeasureOptions(Args& args) {
                              " (see velmora-cli norms)");
     }
     return o;
+}
+
+MasterParams readParamsFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    auto params = in ? masterParamsFromJson(text.str()) : std::nullopt;
+    if (!params) throw UsageError("--params: " + path + " is not a complete chain settings object (35 keys)");
+    return *params;
+}
+
+BitDepth parseBits(const std::string& v) {
+    if (v == "16") return BitDepth::int16;
+    if (v == "24") return BitDepth::int24;
+    if (v == "32f" || v == "32") return BitDepth::float32;
+    throw UsageError("--bits: expected 16, 24 or 32f, not " + v);
 }
 
 }  // namespace velmora::cli

@@ -2,6 +2,8 @@
 // Measurement options shared by the sub-commands: --layout, --order, --gating, --norm.
 #include "audio/ChannelLayout.h"
 #include "cli/Args.h"
+#include "mastering/MasterParams.h"
+#include "output/OutputFormat.h"
 
 namespace velmora::cli {
 
@@ -13,5 +15,10 @@ struct MeasureOptions {
 };
 
 MeasureOptions parseMeasureOptions(Args& args);
+
+// --params FILE.json: a complete chain settings object (35 keys), else a usage error.
+MasterParams readParamsFile(const std::string& path);
+// --bits 16|24|32f
+BitDepth parseBits(const std::string& text);
 
 }  // namespace velmora::cli

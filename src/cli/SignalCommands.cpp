@@ -36,21 +36,9 @@ int runCalibrate(Args& args) {
 int runAB(Args& args) {
     const auto measure = parseMeasureOptions(args);
     MasterParams params;
-    if (auto path = args.option("--params")) {
-        std::ifstream in(*path, std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        auto decoded = in ? masterParamsFromJson(text.str()) : std::nullopt;
-        if (!decoded) throw UsageError("--params: " + *path + " is not a complete chain settings object (35 keys)");
-        params = *decoded;
-    }
+    if (auto path = args.option("--params")) params = readParamsFile(*path);
     BitDepth depth = BitDepth::int24;
-    if (auto v = args.option("--bits")) {
-        if (*v == "16") depth = BitDepth::int16;
-        else if (*v == "24") depth = BitDepth::int24;
-        else if (*v == "32f" || *v == "32") depth = BitDepth::float32;
-        else throw UsageError("--bits: expected 16, 24 or 32f, not " + *v);
-    }
+    if (auto v = args.option("--bits")) depth = parseBits(*v);
     const auto files = args.positionals();
     if (files.size() != 1) throw UsageError("ab: exactly one FILE");
     const std::string& source = files.front();
