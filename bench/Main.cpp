@@ -24,6 +24,8 @@ public:
               "measurement vs reference peer (target >= 8x)");
         ratio("BM_VelmoraAnalyseWav/iterations:3/manual_time", "BM_PeerFilterWav/iterations:1/manual_time",
               "velmora-cli analyse vs peer loudness filter (target >= 5x)");
+        ratio("BM_VelmoraMasterConform/iterations:2/manual_time", "BM_PeerLoudnormTwoPass/iterations:1/manual_time",
+              "velmora-cli master --mode conform vs peer two-pass (target >= 4x)");
     }
 
 private:

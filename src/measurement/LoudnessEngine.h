@@ -72,6 +72,12 @@ struct LoudnessEngine {
                                           double sampleRate, const ProgressFn& progress = {},
                                           double preferredSampleRate = 16000.0, double voiceThresholdDB = -36.0);
 
+    // Short-term loudness (LUFS) of the 3 s window ending every `stepSeconds` from the start,
+    // for drawing; -inf where the window is silent or not yet full. Allocates the result and
+    // one sum per 100 ms per channel.
+    static std::vector<double> shortTermCurve(const Channels& channels, std::span<const double> weights,
+                                              double sampleRate, double stepSeconds);
+
     // Loudness (LUFS) and sample peak (dBFS) of the window of `windowFrames` ending at `endFrame`.
     static std::pair<double, double> windowedLoudness(const Channels& channels, std::span<const double> weights,
                                                       std::size_t endFrame, std::size_t windowFrames,

@@ -66,6 +66,8 @@ Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::s
     plan->beforeLimiter = Channels{};  // the limited copy is all that is still needed
     if (progress) progress(0.8);
     report.after = LoudnessEngine::measure(limited, weights, fs);
+    if (request.shortTermCurveStep > 0)
+        report.afterShortTerm = LoudnessEngine::shortTermCurve(limited, weights, fs, request.shortTermCurveStep);
     if (progress) progress(1.0);
     return report;
 }

@@ -9,6 +9,7 @@
 // written again. Only a file that keeps the promise replaces the destination.
 #include <span>
 #include <string>
+#include <vector>
 
 #include "audio/LoudnessError.h"
 #include "mastering/MasterParams.h"
@@ -22,6 +23,7 @@ struct DeliveryRequest {
     double ceilingDB = -1.0;  // dBTP
     MasterParams params;      // default record: conformity gain and limiter only
     WriteRequest write;
+    double shortTermCurveStep = 0.0;  // seconds; 0: no curve of the master for the reports
 };
 
 struct DeliveryReport {
@@ -33,6 +35,7 @@ struct DeliveryReport {
     double writtenTruePeakDB = -240.0;  // of the samples in the file
     double extraHeadroomDB = 0.0;       // how far the limiter had to aim under its usual target
     int limiterPasses = 1;
+    std::vector<double> afterShortTerm;  // of the limited buffer, when asked for
 };
 
 // Allocates the rendered copy and the limited copy of the programme (the source stays as it

@@ -1,0 +1,180 @@
+// The whole `velmora-cli master` of a one-hour 24-bit stereo WAV (decode, measurement before,
+// conformance, true-peak check, write, measurement after), in conform mode and with every
+// stage of the chain on, against the reference peer's two-pass loudness normalisation of the
+// same file in the same run. Each child's peak resident memory is read from wait4.
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Programme.h"
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ChildRun {
+    int status = -1;
+    double seconds = 0;
+    double peakRssBytes = 0;
+};
+
+// stdout goes to /dev/null; stderr to errPath when given (the peer prints its measurement
+// there), else to /dev/null.
+ChildRun runChild(const std::vector<std::string>& args, const std::string& errPath = {}) {
+    std::vector<char*> argv;
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.empty() ? "/dev/null" : errPath.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ChildRun run;
+    const auto t0 = std::chrono::steady_clock::now();
+    pid_t pid = 0;
+    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
+        struct rusage usage {};
+        int status = 0;
+        if (wait4(pid, &status, 0, &usage) == pid) {
+            run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            run.peakRssBytes = double(usage.ru_maxrss) * 1024.0;
+        }
+    }
+    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    posix_spawn_file_actions_destroy(&actions);
+    return run;
+}
+
+void warmCache(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::vector<char> buf(1 << 20);
+    while (in.read(buf.data(), std::streamsize(buf.size()))) {
+    }
+}
+
+constexpr std::int64_t kFrames = 3600LL * 48000;
+constexpr double kProgrammeSeconds = 3600.0;
+// The decoded programme as the application holds it: two channels of 32-bit floats.
+constexpr double kDecodedBytes = double(kFrames) * 2 * sizeof(float);
+
+fs::path scratchFolder(const char* name) {
+    auto dir = fs::temp_directory_path() / name;
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    return dir;
+}
+
+// Every stage on, at settings an engineer might leave on a whole programme.
+fs::path fullChainParams(const fs::path& dir) {
+    const auto path = dir / "full-chain.json";
+    std::ofstream(path) << R"({"eqOn":true,"hpfOn":true,"hpfFreq":40,"lsGain":1.5,"lsFreq":120,)"
+                           R"("b1Freq":400,"b1Gain":-1.5,"b1Q":1.0,"b2Freq":3000,"b2Gain":1.0,"b2Q":1.0,)"
+                           R"("hsGain":2.0,"hsFreq":8000,"compOn":true,"compThreshold":-24,"compRatio":2.5,)"
+                           R"("compAttack":10,"compRelease":200,"compMakeup":2,"lraOn":true,"lraTarget":8,)"
+                           R"("msOn":true,"midGain":0.5,"sideGain":-1.0,"teqOn":true,"tLsGain":1.0,"tLsFreq":100,)"
+                           R"("tMidGain":-0.5,"tMidFreq":1000,"tMidQ":0.7,"tHsGain":1.5,"tHsFreq":10000,)"
+                           R"("autoProtectComp":true,"autoProtectThresholdDB":1.5,"lraIterative":true})";
+    return path;
+}
+
+void timeMaster(benchmark::State& state, std::vector<std::string> extra) {
+    const auto& wav = velmora::bench::programmeWav24();
+    warmCache(wav);
+    const auto dir = scratchFolder("velmora-bench-master");
+    std::vector<std::string> args{VELMORA_CLI_PATH, "master", wav.string(), "-o", (dir / "out.wav").string()};
+    for (auto& e : extra) args.push_back(e == "@params" ? fullChainParams(dir).string() : e);
+    double peakRss = 0;
+    for (auto _ : state) {
+        const auto run = runChild(args);
+        if (run.status != 0) {
+            state.SkipWithError("velmora-cli master failed");
+            break;
+        }
+        peakRss = std::max(peakRss, run.peakRssBytes);
+        state.SetIterationTime(run.seconds);
+        fs::remove(dir / "out.wav");
+    }
+    state.SetItemsProcessed(std::int64_t(state.iterations()) * kFrames);
+    state.counters["peak_rss_GB"] = peakRss / 1e9;
+    state.counters["rss_per_decoded"] = peakRss / kDecodedBytes;
+    state.counters["x_realtime"] = benchmark::Counter(double(state.iterations()) * kProgrammeSeconds,
+                                                      benchmark::Counter::kIsRate);
+    fs::remove_all(dir);
+}
+
+void BM_VelmoraMasterConform(benchmark::State& state) { timeMaster(state, {"--mode", "conform"}); }
+
+void BM_VelmoraMasterFullChain(benchmark::State& state) {
+    timeMaster(state, {"--mode", "master", "--params", "@params"});
+}
+
+// The peer's documented two-pass use: measure, then normalise linearly with the measured
+// values, written as 24-bit at the source rate.
+void BM_PeerLoudnormTwoPass(benchmark::State& state) {
+    const auto& wav = velmora::bench::programmeWav24();
+    warmCache(wav);
+    const auto dir = scratchFolder("velmora-bench-peer");
+    const auto log = (dir / "pass1.log").string();
+    const std::string target = "I=-23:TP=-1:LRA=50";
+    std::string mode;
+    for (auto _ : state) {
+        const auto pass1 = runChild({"ffmpeg", "-nostdin", "-hide_banner", "-i", wav.string(), "-af",
+                                     "loudnorm=" + target + ":print_format=json", "-f", "null", "-"},
+                                    log);
+        std::stringstream text;
+        text << std::ifstream(log).rdbuf();
+        const std::string json = text.str();
+        auto field = [&](const char* key) {
+            std::smatch m;
+            const std::regex re(std::string("\"") + key + "\"\\s*:\\s*\"([^\"]+)\"");
+            return std::regex_search(json, m, re) ? m[1].str() : std::string();
+        };
+        const auto i = field("input_i"), tp = field("input_tp"), lra = field("input_lra"),
+                   thresh = field("input_thresh"), offset = field("target_offset");
+        if (pass1.status != 0 || i.empty() || tp.empty() || lra.empty() || thresh.empty() || offset.empty()) {
+            state.SkipWithError("peer first pass failed");
+            break;
+        }
+        const auto pass2 = runChild({"ffmpeg", "-nostdin", "-hide_banner", "-y", "-i", wav.string(), "-af",
+                                     "loudnorm=" + target + ":measured_I=" + i + ":measured_TP=" + tp +
+                                         ":measured_LRA=" + lra + ":measured_thresh=" + thresh +
+                                         ":offset=" + offset + ":linear=true:print_format=json",
+                                     "-ar", "48000", "-c:a", "pcm_s24le", (dir / "out.wav").string()},
+                                    log);
+        if (pass2.status != 0) {
+            state.SkipWithError("peer second pass failed");
+            break;
+        }
+        std::stringstream second;
+        second << std::ifstream(log).rdbuf();
+        std::smatch m;
+        const std::string out = second.str();
+        if (std::regex_search(out, m, std::regex("\"normalization_type\"\\s*:\\s*\"([^\"]+)\""))) mode = m[1].str();
+        state.SetIterationTime(pass1.seconds + pass2.seconds);
+        fs::remove(dir / "out.wav");
+    }
+    state.SetItemsProcessed(std::int64_t(state.iterations()) * kFrames);
+    state.SetLabel(mode);
+    fs::remove_all(dir);
+}
+
+}  // namespace
+
+BENCHMARK(BM_VelmoraMasterConform)->Unit(benchmark::kSecond)->Iterations(2)->UseManualTime();
+BENCHMARK(BM_VelmoraMasterFullChain)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
+BENCHMARK(BM_PeerLoudnormTwoPass)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
