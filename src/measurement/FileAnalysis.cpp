@@ -1,5 +1,6 @@
 #include "measurement/FileAnalysis.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -21,6 +22,8 @@ std::optional<std::string> FileAnalysis::unmeasurableReason() const {
     return LoudnessError{LoudnessError::Code::tooQuiet}.message();
 }
 
+double curveStepFor(double durationSeconds) { return std::max(1.0, durationSeconds / 600.0); }
+
 Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettings& settings,
                                    const ProgressFn& progress) {
     FileAnalysis a;
@@ -38,11 +41,14 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     a.sampleRate = audio.sampleRate;
     a.frameCount = streaming ? streaming->frames() : audio.frameCount();
     a.weights = resolveChannelWeights(a.channelCount, settings.layout, settings.order, audio.declaredPositions);
+    a.curveStep = curveStepFor(a.durationSeconds());
     if (streaming) {
         streaming->wait();
         a.result = streaming->result(a.weights);
+        a.shortTermCurve = streaming->shortTermCurve(a.weights, a.curveStep);
     } else {
         a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress);
+        a.shortTermCurve = LoudnessEngine::shortTermCurve(audio.channels, a.weights, audio.sampleRate, a.curveStep);
     }
     if (a.channelCount == 6) {
         const auto energies = streaming ? streaming->channelEnergies() : channelEnergies(audio.channels, audio.sampleRate);

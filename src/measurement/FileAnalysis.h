@@ -27,6 +27,9 @@ struct FileAnalysis {
     std::vector<double> weights;
     LoudnessResult result;
     std::optional<InversionWarning> inversion;  // only 6-channel files are tested
+    // Short-term loudness every curveStep seconds (see LoudnessEngine::shortTermCurve).
+    std::vector<double> shortTermCurve;
+    double curveStep = 1.0;
 
     double durationSeconds() const { return sampleRate > 0 ? double(frameCount) / sampleRate : 0.0; }
     // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video.
@@ -34,6 +37,9 @@ struct FileAnalysis {
     // Why the integrated loudness could not be measured; nothing when it could.
     std::optional<std::string> unmeasurableReason() const;
 };
+
+// About six hundred points whatever the length: enough for a page-wide curve.
+double curveStepFor(double durationSeconds);
 
 Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettings& settings,
                                    const ProgressFn& progress = {});

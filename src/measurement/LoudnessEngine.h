@@ -77,6 +77,10 @@ struct LoudnessEngine {
     // one sum per 100 ms per channel.
     static std::vector<double> shortTermCurve(const Channels& channels, std::span<const double> weights,
                                               double sampleRate, double stepSeconds);
+    // The same from short-term blocks already measured (one every 100 ms).
+    static std::vector<double> curveFromShortTermBlocks(const BlockEnergies& shortTermBlocks,
+                                                        std::span<const double> weights, double sampleRate,
+                                                        std::size_t programmeFrames, double stepSeconds);
 
     // Loudness (LUFS) and sample peak (dBFS) of the window of `windowFrames` ending at `endFrame`.
     static std::pair<double, double> windowedLoudness(const Channels& channels, std::span<const double> weights,

@@ -107,6 +107,10 @@ double LoudnessAnalyzer::fineMaximum(std::span<const double> w, std::size_t N) c
     return best > 0.0 ? LoudnessEngine::loudnessOffset + 10.0 * std::log10(best / double(N)) : negInf;
 }
 
+std::vector<double> LoudnessAnalyzer::shortTermCurve(std::span<const double> weights, double stepSeconds) const {
+    return LoudnessEngine::curveFromShortTermBlocks(shortTermBlocks(), weights, sampleRate_, frames(), stepSeconds);
+}
+
 double LoudnessAnalyzer::truePeakDB() const {
     if (meters_.empty()) return -240.0;
     double peak = 1e-12;

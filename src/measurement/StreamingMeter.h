@@ -46,6 +46,8 @@ public:
     // Plain and sub-bass energies, measured for 6-channel programmes only (empty otherwise).
     std::vector<ChannelEnergy> channelEnergies() const;
     LoudnessResult result(std::span<const double> weights) const;
+    // Short-term loudness every `stepSeconds`, for drawing (see LoudnessEngine::shortTermCurve).
+    std::vector<double> shortTermCurve(std::span<const double> weights, double stepSeconds) const;
 
 private:
     BlockEnergies blocks(std::size_t blockFrames) const;

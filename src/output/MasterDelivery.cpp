@@ -5,24 +5,31 @@
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
 #include "mastering/Render.h"
+#include "measurement/StreamingMeter.h"
 
 namespace velmora {
 
 namespace {
 
-// Checks the true peak of the samples as they go into the file and refuses the file when they
-// cross the ceiling, so an over never replaces the destination.
-class CeilingGuard final : public SampleObserver {
+// Measures the samples as they go into the file: their true peak decides whether the file may
+// replace the destination, so an over never does, and the same pass gives the measurement of
+// the master as written. Channels are measured in parallel while the next block is encoded.
+class WrittenMeter final : public SampleObserver {
 public:
-    CeilingGuard(std::size_t channels, double ceilingDB) : peaks_(channels), ceilingDB_(ceilingDB) {}
-    void samplesWritten(std::span<const float* const> channels, std::size_t frames) override {
-        peaks_.samplesWritten(channels, frames);
+    WrittenMeter(std::size_t channels, double sampleRate, std::size_t frames, double ceilingDB) : ceilingDB_(ceilingDB) {
+        analyzer_.prepare(channels, sampleRate, frames);
     }
-    bool acceptWrite() override { return peaks_.truePeakDB() <= ceilingDB_; }
-    double truePeakDB() const { return peaks_.truePeakDB(); }
+    void samplesWritten(std::span<const float* const> channels, std::size_t frames) override {
+        pointers_.assign(channels.begin(), channels.end());
+        analyzer_.feed(pointers_, frames);
+        analyzer_.wait();  // the encoder reuses the block as soon as this returns
+    }
+    bool acceptWrite() override { return analyzer_.truePeakDB() <= ceilingDB_; }
+    const LoudnessAnalyzer& analyzer() const { return analyzer_; }
 
 private:
-    TruePeakObserver peaks_;
+    LoudnessAnalyzer analyzer_;
+    std::vector<const float*> pointers_;
     double ceilingDB_;
 };
 
@@ -51,23 +58,29 @@ Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::s
         limited = Channels{};  // free the refused attempt before making the next
         limited = limitToCeiling(plan->beforeLimiter, fs, plan->gainLin, request.ceilingDB, report.extraHeadroomDB);
         if (progress) progress(0.65);
-        CeilingGuard guard(limited.size(), request.ceilingDB);
-        auto written = writeMaster(limited, fs, request.write, &guard);
+        const double outputRate = request.write.outputRate > 0 ? request.write.outputRate : fs;
+        const auto expected = std::size_t(double(limited.empty() ? 0 : limited[0].size()) * outputRate / fs);
+        WrittenMeter meter(limited.size(), outputRate, expected, request.ceilingDB);
+        auto written = writeMaster(limited, fs, request.write, &meter);
         if (!written) return written.error();
-        report.writtenTruePeakDB = guard.truePeakDB();
+        report.writtenTruePeakDB = meter.analyzer().truePeakDB();
         report.limiterPasses = pass;
         if (written->committed) {
+            if (progress) progress(0.8);
+            // The file may hold the channels in another order than the buffer (WAV's speaker
+            // order): each keeps its own weight.
+            std::vector<double> fileWeights;
+            for (std::size_t source : written->sourceChannels)
+                fileWeights.push_back(source < weights.size() ? weights[source] : 1.0);
+            report.after = meter.analyzer().result(fileWeights);
+            if (request.shortTermCurveStep > 0)
+                report.afterShortTerm = meter.analyzer().shortTermCurve(fileWeights, request.shortTermCurveStep);
             report.written = std::move(*written);
             break;
         }
         if (pass == maxLimiterPasses) return LoudnessError{LoudnessError::Code::cannotWrite};
-        report.extraHeadroomDB += guard.truePeakDB() - request.ceilingDB + retryMarginDB;
+        report.extraHeadroomDB += report.writtenTruePeakDB - request.ceilingDB + retryMarginDB;
     }
-    plan->beforeLimiter = Channels{};  // the limited copy is all that is still needed
-    if (progress) progress(0.8);
-    report.after = LoudnessEngine::measure(limited, weights, fs);
-    if (request.shortTermCurveStep > 0)
-        report.afterShortTerm = LoudnessEngine::shortTermCurve(limited, weights, fs, request.shortTermCurveStep);
     if (progress) progress(1.0);
     return report;
 }

@@ -28,14 +28,14 @@ struct DeliveryRequest {
 
 struct DeliveryReport {
     WriteReport written;
-    LoudnessResult after;               // the limited buffer at the source rate
+    LoudnessResult after;               // of the samples as written, at the output rate
     double maxGR = 0.0;                 // bus compressor, dB
     double protectionAppliedDB = 0.0;   // 0 when the protection compressor was not inserted
     double gainDB = 0.0;                // conformity gain applied by the limiter
     double writtenTruePeakDB = -240.0;  // of the samples in the file
     double extraHeadroomDB = 0.0;       // how far the limiter had to aim under its usual target
     int limiterPasses = 1;
-    std::vector<double> afterShortTerm;  // of the limited buffer, when asked for
+    std::vector<double> afterShortTerm;  // of the samples as written, when asked for
 };
 
 // Allocates the rendered copy and the limited copy of the programme (the source stays as it
