@@ -3,11 +3,15 @@
 // understands does not pass.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <sndfile.h>
 #include <sstream>
 #include <string>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <vector>
 
 #include "output/MasterWriter.h"
@@ -64,5 +68,38 @@ inline std::vector<std::string> folderEntries(const std::filesystem::path& dir) 
     for (const auto& e : std::filesystem::directory_iterator(dir)) names.push_back(e.path().filename().string());
     return names;
 }
+
+inline std::string contents(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// A 64 KiB file system when we may mount one, else a file-size limit: either way the write
+// fails part-way through the file.
+class SmallDisk {
+public:
+    explicit SmallDisk(const std::filesystem::path& at) : at_(at) {
+        std::filesystem::create_directory(at);
+        mounted_ = ::mount("tmpfs", at.c_str(), "tmpfs", 0, "size=64k") == 0;
+        if (!mounted_ && ::getrlimit(RLIMIT_FSIZE, &saved_) == 0) {
+            oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
+            rlimit small = saved_;
+            small.rlim_cur = 64 * 1024;
+            limited_ = ::setrlimit(RLIMIT_FSIZE, &small) == 0;
+        }
+    }
+    ~SmallDisk() {
+        if (mounted_) ::umount2(at_.c_str(), MNT_DETACH);
+        if (limited_) ::setrlimit(RLIMIT_FSIZE, &saved_);
+        if (oldHandler_ != SIG_ERR) std::signal(SIGXFSZ, oldHandler_);
+    }
+    bool active() const { return mounted_ || limited_; }
+
+private:
+    std::filesystem::path at_;
+    bool mounted_ = false, limited_ = false;
+    rlimit saved_{};
+    void (*oldHandler_)(int) = SIG_ERR;
+};
 
 }  // namespace velmora::test

@@ -1,12 +1,9 @@
 // A master reaches its destination whole or not at all: an existing file is replaced, the
 // source never is, and every refused or failed write ends with its message, the old file
 // intact and no temporary file left in the folder.
-#include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <sys/fsuid.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "output/OutputTestSupport.h"
@@ -19,11 +16,6 @@ namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
 
 const std::string cannotWriteText = "Impossible d'écrire le fichier de sortie (vérifiez l'espace disque et les permissions).";
-
-std::string contents(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 class WriterSafety : public ::testing::Test {
 protected:
@@ -101,34 +93,6 @@ TEST_F(WriterSafety, FolderWithoutWritePermissionIsRefusedAccess) {
     EXPECT_EQ(r.error().message(), "Accès au disque refusé. Vérifiez les permissions du dossier.");
     EXPECT_TRUE(folderEntries(locked).empty());
 }
-
-// A 64 KiB file system when we may mount one, else a file-size limit: either way the write
-// fails part-way through the samples.
-class SmallDisk {
-public:
-    explicit SmallDisk(const fs::path& at) : at_(at) {
-        fs::create_directory(at);
-        mounted_ = ::mount("tmpfs", at.c_str(), "tmpfs", 0, "size=64k") == 0;
-        if (!mounted_ && ::getrlimit(RLIMIT_FSIZE, &saved_) == 0) {
-            oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-            rlimit small = saved_;
-            small.rlim_cur = 64 * 1024;
-            limited_ = ::setrlimit(RLIMIT_FSIZE, &small) == 0;
-        }
-    }
-    ~SmallDisk() {
-        if (mounted_) ::umount2(at_.c_str(), MNT_DETACH);
-        if (limited_) ::setrlimit(RLIMIT_FSIZE, &saved_);
-        if (oldHandler_ != SIG_ERR) std::signal(SIGXFSZ, oldHandler_);
-    }
-    bool active() const { return mounted_ || limited_; }
-
-private:
-    fs::path at_;
-    bool mounted_ = false, limited_ = false;
-    rlimit saved_{};
-    void (*oldHandler_)(int) = SIG_ERR;
-};
 
 TEST_F(WriterSafety, FullDiskKeepsTheOldMasterAndLeavesNoTemporaryFile) {
     SmallDisk disk(dir / "small");
