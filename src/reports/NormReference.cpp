@@ -1,0 +1,57 @@
+#include "reports/NormReference.h"
+
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "norms/Diagnosis.h"
+
+namespace velmora {
+
+NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm) {
+    const double i = after.integratedLUFS;
+    const double tp = after.truePeakDB;
+    const bool integratedOK =
+        std::isfinite(i) && std::abs(i - norm.lufs) <= norm.toleranceLU + displayRoundingMargin;
+    const bool truePeakOK = std::isfinite(tp) && tp <= norm.ceiling + displayRoundingMargin;
+    if (integratedOK && truePeakOK) return {true, "OK"};
+    if (truePeakOK) return {false, "Intégrée hors cible"};
+    if (integratedOK) return {false, "TP au-dessus du plafond"};
+    return {false, "I & TP hors cible"};
+}
+
+namespace {
+
+// First match wins; CST has no per-document address that has stayed put, so both of its
+// recommendations lead to its home page.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 13> references{{
+    {"EBU R128", "https://tech.ebu.ch/publications/r128"},
+    {"RT-040", "https://www.cst.fr/"},
+    {"RT-017", "https://www.cst.fr/"},
+    {"CALM Act",
+     "https://www.atsc.org/atsc-documents/"
+     "a85-techniques-for-establishing-and-maintaining-audio-loudness-for-digital-television/"},
+    {"ATSC",
+     "https://www.atsc.org/atsc-documents/"
+     "a85-techniques-for-establishing-and-maintaining-audio-loudness-for-digital-television/"},
+    {"ARIB", "https://www.arib.or.jp/english/std_tr/broadcasting/desc/tr-b32.html"},
+    {"Netflix", "https://partnerhelp.netflixstudios.com/hc/en-us/articles/360001794307"},
+    {"OP-59",
+     "https://www.freetv.com.au/wp-content/uploads/2019/08/"
+     "OP-59-Measurement-and-Managemnt-of-Loudness-for-TV-Broadcasting-Issue-4-October-2018.pdf"},
+    {"CRTC", "https://crtc.gc.ca/eng/archive/2012/2012-273.htm"},
+    {"AGCOM", "https://www.agcom.it/"},
+    {"Apple", "https://support.apple.com/en-us/109331"},
+    {"Spotify", "https://artists.spotify.com/en/help/article/loudness-normalization"},
+    {"YouTube", "https://support.google.com/youtube/answer/1722171"},
+}};
+
+}  // namespace
+
+std::optional<std::string_view> officialReferenceURL(std::string_view normLabel) {
+    for (const auto& [name, url] : references)
+        if (normLabel.find(name) != std::string_view::npos) return url;
+    return std::nullopt;
+}
+
+}  // namespace velmora

@@ -1,0 +1,23 @@
+#pragma once
+// How a written master stands against its norm, and where that norm is published.
+#include <optional>
+#include <string_view>
+
+#include "measurement/LoudnessEngine.h"
+#include "norms/Presets.h"
+
+namespace velmora {
+
+struct NormVerdict {
+    bool conform;
+    std::string_view reason;  // "OK", "Intégrée hors cible", "TP au-dessus du plafond", "I & TP hors cible"
+};
+
+// Judged on the norm's own target and ceiling, not on the values the user may have overridden.
+NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm);
+
+// The publisher's page for the first known norm name in the label; none for norms with no
+// stable public page.
+std::optional<std::string_view> officialReferenceURL(std::string_view normLabel);
+
+}  // namespace velmora

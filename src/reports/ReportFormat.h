@@ -1,0 +1,44 @@
+#pragma once
+// Number texts shared by the text and PDF reports. Internal to the reports library.
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "norms/Format.h"
+
+namespace velmora::reportformat {
+
+inline constexpr std::string_view dash = "—";
+
+inline std::string orDash(double value) { return std::isfinite(value) ? formatOneDecimal(value) : std::string(dash); }
+inline std::string orDash(const std::optional<double>& value) { return value ? orDash(*value) : std::string(dash); }
+
+// An unmeasurable operand (silence reads -inf) must not turn into a huge but finite-looking result.
+inline double difference(double a, double b) {
+    return std::isfinite(a) && std::isfinite(b) ? a - b : std::numeric_limits<double>::quiet_NaN();
+}
+
+// Characters, not bytes: the labels carry accents and must still line up in a monospaced viewer.
+inline std::size_t displayWidth(std::string_view utf8) {
+    std::size_t n = 0;
+    for (unsigned char c : utf8)
+        if ((c & 0xC0) != 0x80) ++n;
+    return n;
+}
+
+// Pads with spaces, or cuts on a character boundary, to exactly `width` characters.
+inline std::string fitWidth(std::string_view utf8, std::size_t width) {
+    std::string out;
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(utf8[i]);
+        if ((c & 0xC0) != 0x80 && n++ == width) break;
+        out += utf8[i];
+    }
+    if (n < width) out.append(width - n, ' ');
+    return out;
+}
+
+}  // namespace velmora::reportformat
