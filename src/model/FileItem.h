@@ -1,0 +1,70 @@
+#pragma once
+// One file of the work queue, as the table shows it and the jobs use it.
+#include <QString>
+#include <QUuid>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "measurement/Diagnostics.h"
+#include "measurement/LoudnessEngine.h"
+#include "norms/Diagnosis.h"
+
+namespace velmora {
+
+// sRGB components and opacity, 0 … 1; the model has no GUI dependency.
+struct StatusColor {
+    double red = 1.0, green = 1.0, blue = 1.0, alpha = 1.0;
+    bool operator==(const StatusColor&) const = default;
+};
+
+namespace status {
+inline const QString pending = QStringLiteral("En attente");
+inline const QString analysing = QStringLiteral("Analyse…");
+inline const QString ready = QStringLiteral("Prêt");
+inline const QString unmeasurable = QStringLiteral("Non mesurable");
+inline const QString readFailed = QStringLiteral("Échec lecture");
+inline const QString mastering = QStringLiteral("Mastering…");
+inline const QString mastered = QStringLiteral("Masterisé ✓");
+inline const QString failed = QStringLiteral("Échec");
+
+inline constexpr StatusColor pendingColor{1.0, 1.0, 1.0, 0.64};
+inline constexpr StatusColor analysingColor{0.12, 0.47, 0.95, 1.0};
+inline constexpr StatusColor readyColor{0.24, 0.82, 0.34, 1.0};
+inline constexpr StatusColor unmeasurableColor{1.0, 0.72, 0.26, 1.0};
+inline constexpr StatusColor failedColor{0.96, 0.28, 0.22, 1.0};
+}  // namespace status
+
+struct FileItem {
+    QUuid id = QUuid::createUuid();
+    std::string url;  // local path
+    QString name;
+    QString info = QStringLiteral("En attente d'analyse…");
+    bool isVideo = false;
+    QString status = status::pending;
+    StatusColor statusColor = status::pendingColor;
+    std::optional<LoudnessResult> measured;
+    std::optional<LoudnessResult> originalMeasure;
+    // Shared with the jobs that read it, so removing the item never pulls it from under them.
+    std::shared_ptr<const Channels> channels;
+    double sampleRate = 0;
+    double maxGR = 0;
+    std::vector<ChannelEnergy> channelEnergies;
+    std::optional<InversionWarning> inversionWarning;
+    double protectionAppliedDB = 0;
+    std::vector<NormCheck> multiNormDiagnosis;
+    std::vector<float> waveformPeaks;
+    std::vector<float> spectrumBins;
+    std::vector<double> shortTermCurve;  // for the reports' graph, one value every curveStep seconds
+    double curveStep = 1.0;
+    std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
+
+    bool hasAudio() const { return channels && !channels->empty(); }
+    std::size_t channelCount() const { return channels ? channels->size() : 0; }
+
+    // The measurement of the untouched source: the first one when the item has been processed.
+    const std::optional<LoudnessResult>& sourceMeasure() const { return originalMeasure ? originalMeasure : measured; }
+};
+
+}  // namespace velmora

@@ -1,0 +1,313 @@
+// The save, batch, multi-master and A/B jobs. Each takes a copy of every setting it needs when
+// it starts, works on the job thread, and posts each change of the model to the main thread.
+#include <QDir>
+#include <QFileInfo>
+#include <cmath>
+#include <cstdio>
+
+#include "model/MasterTask.h"
+#include "model/Model.h"
+#include "norms/Presets.h"
+#include "output/ABExcerpts.h"
+
+namespace velmora {
+
+namespace {
+
+QString oneDecimal(double v) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.1f", v);
+    return QString::fromLatin1(buf);
+}
+
+QString extensionFor(FileFormat format) { return QString::fromLatin1(extension(format).data(), int(extension(format).size())); }
+
+std::optional<SpeakerLayout> layoutFor(std::size_t channelCount, ChannelOrder order) {
+    if (channelCount == 6) return surround51Layout(order);
+    return std::nullopt;
+}
+
+bool measuredAndFinite(const FileItem* item) {
+    return item && item->hasAudio() && item->measured && std::isfinite(item->measured->integratedLUFS);
+}
+
+}  // namespace
+
+MasterTask Model::taskFor(const FileItem& item) const {
+    MasterTask t;
+    t.channels = item.channels;
+    t.sampleRate = item.sampleRate;
+    t.weights = resolveChannelWeights(int(item.channelCount()), layout_, channelOrder_, item.declaredPositions);
+    t.sourcePath = item.url;
+    t.sourceName = item.name;
+    t.isVideo = item.isVideo;
+    t.before = item.sourceMeasure().value_or(LoudnessResult{});
+    t.beforeCurve = item.shortTermCurve;
+    t.curveStep = item.curveStep;
+    t.depth = bitDepth_;
+    t.format = fileFormat_;
+    t.outputRate = outputRate_;
+    t.layout = layoutFor(item.channelCount(), channelOrder_);
+    t.textReport = exportLog_;
+    t.pdfReport = exportPDF_;
+    t.language = reportLanguage_;
+    return t;
+}
+
+QString Model::proposedSaveName() const {
+    const FileItem* item = selectedItem();
+    if (!item) return {};
+    return QFileInfo(item->name).completeBaseName() + (mode_ == ProcessMode::conform ? "_corrige" : "_master") + "_" +
+           formatTargetForName(target_) + "LUFS." + extensionFor(fileFormat_);
+}
+
+// --- Save ---------------------------------------------------------------------------------------
+
+void Model::saveMaster() {
+    const FileItem* item = selectedItem();
+    if (!measuredAndFinite(item)) {
+        setGlobalStatus(QStringLiteral("Analysez d'abord un fichier avant d'enregistrer."));
+        return;
+    }
+    if (busy_) return;
+    const auto path = choosers_ ? choosers_->chooseSaveFile(QStringLiteral("Enregistrer le fichier"),
+                                                             QStringLiteral("Enregistrer"), proposedSaveName())
+                                : std::nullopt;
+    if (!path || path->isEmpty() || busy_) return;
+
+    setBusy(true);
+    setGlobalStatus(QStringLiteral("Enregistrement…"));
+    setBatchTotal(1);
+    setBatchDone(0);
+    setBatchCurrent(0);
+
+    DeliveryRequest request;
+    request.targetLUFS = target_;
+    request.ceilingDB = ceiling_;
+    request.params = mode_ == ProcessMode::master ? mp_ : MasterParams{};
+    request.write.destination = path->toStdString();
+    request.write.format = fileFormat_;
+    request.write.depth = bitDepth_;
+    request.write.outputRate = outputRate_;
+    request.write.layout = layoutFor(item->channelCount(), channelOrder_);
+    request.write.sourcePath = item->url;
+    const auto channels = item->channels;
+    const double fs = item->sampleRate;
+    const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
+
+    startJob([this, request, channels, fs, weights] {
+        auto delivered = deliverMaster(*channels, fs, weights, request,
+                                       [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+        QString status;
+        if (delivered)
+            status = QStringLiteral("Enregistré : %1 · %2 LUFS")
+                         .arg(QFileInfo(QString::fromStdString(delivered->written.path)).fileName(),
+                              oneDecimal(delivered->after.integratedLUFS));
+        else
+            status = QStringLiteral("Échec enregistrement : ") + QString::fromStdString(delivered.error().message());
+        post([this, status] {
+            setGlobalStatus(status);
+            setBatchTotal(0);
+            setBatchDone(0);
+            setBatchCurrent(0);
+            setBusy(false);
+            analyzeNext();
+        });
+    });
+}
+
+// --- Batch --------------------------------------------------------------------------------------
+
+void Model::exportBatch() {
+    if (queue_.empty() || busy_) return;
+    const auto folder = choosers_ ? choosers_->chooseFolder(QStringLiteral("Choisir le dossier des exports"),
+                                                             QStringLiteral("Exporter ici"))
+                                  : std::nullopt;
+    if (!folder || folder->isEmpty() || busy_) return;
+    setBusy(true);
+    setGlobalStatus(QStringLiteral("Mastering en cours…"));
+
+    std::vector<std::pair<QUuid, MasterTask>> work;
+    const MasterParams params = mode_ == ProcessMode::master ? mp_ : MasterParams{};
+    for (const auto& item : queue_) {
+        if ((item.status != status::ready && item.status != status::mastered) || !item.hasAudio()) continue;
+        MasterTask t = taskFor(item);
+        const LoudnessResult& before = t.before;
+        t.presetIndex = presetIndex_;
+        t.target = target_;
+        t.ceiling = ceiling_;
+        t.params = params;
+        QString name = QFileInfo(item.name).completeBaseName() + (mode_ == ProcessMode::conform ? "_corrige" : "_master") +
+                       "_" + formatTargetForName(target_) + "LUFS";
+        if (before.loudnessRange) {
+            char lra[32];
+            std::snprintf(lra, sizeof lra, "_LRA%.0f", *before.loudnessRange);
+            name += QString::fromLatin1(lra);
+        }
+        name += "." + (item.isVideo ? QStringLiteral("mov") : extensionFor(fileFormat_));
+        t.destination = QDir(*folder).filePath(name).toStdString();
+        work.emplace_back(item.id, std::move(t));
+    }
+    batchFailures_.clear();
+    setBatchTotal(int(work.size()));
+    setBatchDone(0);
+
+    startJob([this, work = std::move(work)] {
+        int failures = 0;
+        for (const auto& [id, task] : work) {
+            post([this, id = id, name = task.sourceName] {
+                updateItem(id, [](FileItem& i) {
+                    i.status = status::mastering;
+                    i.statusColor = status::analysingColor;
+                });
+                setProcessingName(name);
+                setBatchCurrent(0);
+            });
+            auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+            if (outcome.error) ++failures;
+            post([this, id = id, name = task.sourceName, outcome = std::move(outcome)] {
+                if (outcome.error) batchFailures_.push_back({name, *outcome.error});
+                updateItem(id, [&](FileItem& i) {
+                    if (outcome.error) {
+                        i.status = status::failed;
+                        i.statusColor = status::failedColor;
+                    } else {
+                        i.status = status::mastered;
+                        i.statusColor = status::readyColor;
+                        i.measured = outcome.after;
+                        i.maxGR = outcome.maxGR;
+                        i.protectionAppliedDB = outcome.protectionAppliedDB;
+                    }
+                });
+                setBatchDone(batchDone_ + 1);
+            });
+        }
+        post([this, failures, total = int(work.size())] {
+            if (failures == 0)
+                setGlobalStatus(QStringLiteral("Traitement par lots terminé ✓ (%1 fichier%2)")
+                                    .arg(total)
+                                    .arg(total > 1 ? "s" : ""));
+            else
+                setGlobalStatus(QStringLiteral("Traitement terminé — %1 fichier(s) en échec (voir détail).").arg(failures));
+            setProcessingName({});
+            setBatchCurrent(0);
+            setBusy(false);
+            analyzeNext();
+        });
+    });
+}
+
+// --- Multi-master -------------------------------------------------------------------------------
+
+void Model::startMultiMaster() {
+    const FileItem* item = selectedItem();
+    if (!measuredAndFinite(item)) {
+        setGlobalStatus(QStringLiteral("Sélectionnez d'abord un fichier analysé."));
+        return;
+    }
+    std::vector<int> norms;
+    for (int i : multiMasterPresetIndices_)
+        if (i >= 0 && i < int(presets().size())) norms.push_back(i);
+    if (norms.empty()) {
+        setGlobalStatus(QStringLiteral("Aucune norme cochée pour le Multi-Master."));
+        return;
+    }
+    if (busy_) return;
+    const auto folder = choosers_ ? choosers_->chooseFolder(QStringLiteral("Choisir le dossier des masters"),
+                                                             QStringLiteral("Exporter ici"))
+                                  : std::nullopt;
+    if (!folder || folder->isEmpty()) {
+        setGlobalStatus(QStringLiteral("Multi-Master annulé."));
+        return;
+    }
+    if (busy_) return;
+    setBusy(true);
+    setMultiMasterTotal(int(norms.size()));
+    setMultiMasterCurrent(0);
+
+    MasterTask base = taskFor(*item);
+    base.isVideo = false;  // one master per norm, each a plain audio file
+    base.params = mp_;
+    const QString stem = QDir(*folder).filePath(QFileInfo(item->name).completeBaseName() + "_master_");
+    const QString ext = extensionFor(fileFormat_);
+    const QUuid id = item->id;
+    batchFailures_.clear();
+
+    startJob([this, base, norms, stem, ext, id] {
+        int generated = 0;
+        for (int index : norms) {
+            const Preset& p = presets()[std::size_t(index)];
+            post([this, label = QString::fromStdString(p.label)] {
+                setMultiMasterCurrent(multiMasterCurrent_ + 1);
+                setMultiMasterCurrentLabel(label);
+                setGlobalStatus(QStringLiteral("Multi-Master %1/%2 · %3").arg(multiMasterCurrent_).arg(multiMasterTotal_).arg(label));
+            });
+            MasterTask task = base;
+            task.presetIndex = index;
+            task.target = p.lufs;
+            task.ceiling = p.ceiling;
+            task.destination = (stem + QString::fromStdString(presetTag(index)) + "." + ext).toStdString();
+            auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+            if (outcome.error) {
+                post([this, label = QString::fromStdString(p.label), message = *outcome.error] {
+                    batchFailures_.push_back({label, message});
+                });
+                continue;
+            }
+            ++generated;
+            post([this, id, outcome] {
+                updateItem(id, [&](FileItem& i) {
+                    i.maxGR = outcome.maxGR;
+                    i.protectionAppliedDB = outcome.protectionAppliedDB;
+                });
+            });
+        }
+        post([this, generated] {
+            setGlobalStatus(QStringLiteral("Multi-Master terminé ✓ (%1 masters générés)").arg(generated));
+            setBusy(false);
+            analyzeNext();
+        });
+    });
+}
+
+// --- A/B excerpts ---------------------------------------------------------------------------------
+
+void Model::generateAB() {
+    const FileItem* item = selectedItem();
+    if (!measuredAndFinite(item)) {
+        setGlobalStatus(QStringLiteral("Sélectionnez d'abord un fichier analysé."));
+        return;
+    }
+    if (busy_ || isPreviewing_) return;
+    setIsPreviewing(true);
+    setBusy(true);
+    setGlobalStatus(QStringLiteral("Génération des extraits A/B…"));
+    ABRequest request;
+    request.sourcePath = item->url;
+    request.params = mp_;
+    request.targetLUFS = target_;
+    request.ceilingDB = ceiling_;
+    request.depth = bitDepth_;
+    request.layout = layoutFor(item->channelCount(), channelOrder_);
+    const auto channels = item->channels;
+    const double fs = item->sampleRate;
+    const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
+    startJob([this, request, channels, fs, weights] {
+        auto files = generateABExcerpts(*channels, fs, weights, request);
+        post([this, ok = bool(files), paths = files ? QStringList{QString::fromStdString(files->before),
+                                                                   QString::fromStdString(files->after)}
+                                                    : QStringList{}] {
+            setIsPreviewing(false);
+            setBusy(false);
+            if (ok) {
+                setGlobalStatus(QStringLiteral("Extraits A/B créés ✓ (ouverts dans le gestionnaire de fichiers)"));
+                if (choosers_) choosers_->reveal(paths);
+            } else {
+                setGlobalStatus(QStringLiteral("Échec de la génération des extraits."));
+            }
+            analyzeNext();
+        });
+    });
+}
+
+}  // namespace velmora

@@ -1,0 +1,96 @@
+#include "model/MasterTask.h"
+
+#include <QDir>
+#include <QFile>
+#include <QUuid>
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "output/VideoRemux.h"
+#include "reports/PDFReport.h"
+#include "reports/ReportFile.h"
+#include "reports/TextReport.h"
+
+namespace velmora {
+
+QString formatTargetForName(double target) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%g", target);
+    return QString::fromLatin1(buf);
+}
+
+namespace {
+
+void writeReports(const MasterTask& task, const DeliveryReport& d, const std::string& masterPath) {
+    ReportInputs in;
+    in.sourceName = task.sourceName.toStdString();
+    in.exportedName = std::filesystem::path(masterPath).filename().string();
+    in.channelCount = int(d.written.channels);
+    in.sampleRate = d.written.sampleRate;
+    in.bitDepth = bits(task.depth);
+    in.isFloat = isFloat(task.depth);
+    in.presetIndex = task.presetIndex;
+    in.target = task.target;
+    in.ceiling = task.ceiling;
+    in.gainDB = task.target - task.before.integratedLUFS;
+    in.before = task.before;
+    in.after = d.after;
+    in.params = task.params;
+    in.maxGR = d.maxGR;
+    in.durationSeconds = d.written.sampleRate > 0 ? double(d.written.frames) / d.written.sampleRate : 0.0;
+    in.curveStepSeconds = task.curveStep;
+    in.beforeShortTerm = task.beforeCurve;
+    in.afterShortTerm = d.afterShortTerm;
+    // A report that cannot be written costs nothing but itself: the master is already safe.
+    if (task.textReport) (void)writeReport(masterPath, "txt", makeTextReport(in));
+    if (task.pdfReport) (void)writeReport(masterPath, "pdf", makePDFReport(in, task.language));
+}
+
+}  // namespace
+
+MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
+    MasterOutcome outcome;
+    DeliveryRequest request;
+    request.targetLUFS = task.target;
+    request.ceilingDB = task.ceiling;
+    request.params = task.params;
+    request.write.format = task.format;
+    request.write.depth = task.depth;
+    request.write.outputRate = task.outputRate;
+    request.write.layout = task.layout;
+    request.write.sourcePath = task.sourcePath;
+    if (task.pdfReport) request.shortTermCurveStep = task.curveStep;
+
+    std::string soundPath = task.destination;
+    if (task.isVideo) {
+        // The sound goes under the picture afterwards; WAV keeps it exactly as written.
+        soundPath = QDir(QDir::tempPath())
+                        .filePath("velmora_" + QUuid::createUuid().toString(QUuid::WithoutBraces) + ".wav")
+                        .toStdString();
+        request.write.format = FileFormat::wav;
+    }
+    request.write.destination = soundPath;
+
+    auto delivered = deliverMaster(*task.channels, task.sampleRate, task.weights, request, progress);
+    if (!delivered) {
+        outcome.error = QString::fromStdString(delivered.error().message());
+        return outcome;
+    }
+    if (task.isVideo) {
+        auto failure = remuxVideoMaster(task.sourcePath, soundPath, task.destination);
+        QFile::remove(QString::fromStdString(soundPath));
+        if (failure) {
+            outcome.error = QString::fromStdString(failure->message);
+            return outcome;
+        }
+    }
+    outcome.after = delivered->after;
+    outcome.maxGR = delivered->maxGR;
+    outcome.protectionAppliedDB = delivered->protectionAppliedDB;
+    outcome.writtenPath = task.destination;
+    if (task.textReport || task.pdfReport) writeReports(task, *delivered, task.destination);
+    return outcome;
+}
+
+}  // namespace velmora

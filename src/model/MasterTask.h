@@ -1,0 +1,51 @@
+#pragma once
+// One master from one analysed source, as the batch and multi-master jobs make it: the chain,
+// the conformity gain through the limiter, the write (under the source's picture for a video),
+// the new measurement, and the reports beside the master. Runs on a job thread; touches no
+// model state.
+#include <QString>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "output/MasterDelivery.h"
+#include "reports/ReportInputs.h"
+
+namespace velmora {
+
+struct MasterTask {
+    std::shared_ptr<const Channels> channels;
+    double sampleRate = 0;
+    std::vector<double> weights;
+    std::string sourcePath;
+    QString sourceName;
+    bool isVideo = false;  // the master becomes a movie with the source's picture
+    LoudnessResult before;
+    std::vector<double> beforeCurve;  // short-term loudness of the source, every curveStep seconds
+    double curveStep = 1.0;
+    int presetIndex = 0;
+    double target = -23.0, ceiling = -1.0;
+    MasterParams params;
+    BitDepth depth = BitDepth::int24;
+    FileFormat format = FileFormat::wav;
+    double outputRate = 0;
+    std::optional<SpeakerLayout> layout;
+    std::string destination;
+    bool textReport = false, pdfReport = false;
+    ReportLanguage language = ReportLanguage::fr;
+};
+
+struct MasterOutcome {
+    std::optional<QString> error;  // the user's message when the master could not be made
+    LoudnessResult after;
+    double maxGR = 0, protectionAppliedDB = 0;
+    std::string writtenPath;
+};
+
+MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress);
+
+// "%g" as the file names show a target: -14 → "-14", -16.5 → "-16.5".
+QString formatTargetForName(double target);
+
+}  // namespace velmora

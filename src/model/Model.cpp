@@ -1,0 +1,336 @@
+#include "model/Model.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QMetaObject>
+#include <QThread>
+
+#include "measurement/FileAnalysis.h"
+#include "norms/Presets.h"
+
+namespace velmora {
+
+Model::Model(std::unique_ptr<QSettings> store, Choosers* choosers, QObject* parent)
+    : QObject(parent), store_(std::move(store)), choosers_(choosers),
+      progressInFlight_(std::make_shared<std::atomic<bool>>(false)),
+      progressValue_(std::make_shared<std::atomic<double>>(0.0)) {
+    if (store_) {
+        loadUserPresets();
+        loadSettings();
+    }
+}
+
+Model::~Model() { waitForJob(); }
+
+std::unique_ptr<QSettings> Model::userStore() { return std::make_unique<QSettings>("Velmora", "Velmora"); }
+
+const QStringList& Model::acceptedExtensions() {
+    static const QStringList extensions{"wav", "aif", "aiff", "caf", "mp3", "m4a", "aac", "flac", "mov", "mp4", "m4v"};
+    return extensions;
+}
+
+// --- Jobs plumbing ------------------------------------------------------------------------
+
+void Model::startJob(std::function<void()> work) {
+    waitForJob();  // the last job has posted its end already; its thread is only returning
+    job_ = std::thread(std::move(work));
+}
+
+void Model::waitForJob() {
+    if (job_.joinable()) job_.join();
+}
+
+void Model::post(std::function<void()> change) {
+    QMetaObject::invokeMethod(this, std::move(change), Qt::QueuedConnection);
+}
+
+void Model::postProgress(double fraction, void (Model::*setter)(double)) {
+    // The newest value wins and the main thread has at most one update waiting: the worker may
+    // report thousands of times a second.
+    progressValue_->store(fraction);
+    if (progressInFlight_->exchange(true)) return;
+    post([this, inFlight = progressInFlight_, value = progressValue_, setter] {
+        inFlight->store(false);
+        (this->*setter)(value->load());
+    });
+}
+
+FileItem* Model::findItem(const QUuid& id) {
+    for (auto& i : queue_)
+        if (i.id == id) return &i;
+    return nullptr;
+}
+
+const FileItem* Model::item(const QUuid& id) const {
+    for (const auto& i : queue_)
+        if (i.id == id) return &i;
+    return nullptr;
+}
+
+const FileItem* Model::selectedItem() const { return selectedID_ ? item(*selectedID_) : nullptr; }
+
+void Model::updateItem(const QUuid& id, const std::function<void(FileItem&)>& change) {
+    if (auto* i = findItem(id)) {
+        change(*i);
+        emit itemChanged(id);
+        emit queueChanged();
+    }
+}
+
+// --- Queue --------------------------------------------------------------------------------
+
+void Model::openFiles() {
+    const QStringList chosen =
+        choosers_ ? choosers_->chooseFilesOrFolders(QStringLiteral("Ouvrir des fichiers ou un dossier"), QStringLiteral("Ouvrir"))
+                  : QStringList{};
+    if (chosen.isEmpty()) return;
+    auto accepted = [](const QString& path) {
+        return acceptedExtensions().contains(QFileInfo(path).suffix().toLower());
+    };
+    QStringList kept;
+    for (const auto& path : chosen) {
+        const QFileInfo info(path);
+        if (info.isDir()) {
+            // Sorted, so a folder always queues in the same order.
+            QStringList found;
+            QDirIterator it(path, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+            while (it.hasNext()) {
+                const QString file = it.next();
+                if (accepted(file)) found << file;
+            }
+            found.sort();
+            kept << found;
+        } else if (accepted(path)) {
+            kept << path;
+        }
+    }
+    if (kept.isEmpty()) {
+        setGlobalStatus(QStringLiteral("Aucun fichier audio/vidéo trouvé."));
+        return;
+    }
+    addFiles(kept);
+}
+
+void Model::addFiles(const QStringList& paths) {
+    int added = 0;
+    for (const auto& p : paths) {
+        const std::string url = QFileInfo(p).absoluteFilePath().toStdString();
+        bool known = false;
+        for (const auto& i : queue_) known = known || i.url == url;
+        if (known) continue;
+        FileItem item;
+        item.url = url;
+        item.name = QFileInfo(p).fileName();
+        const QString ext = QFileInfo(p).suffix().toLower();
+        item.isVideo = ext == "mov" || ext == "mp4" || ext == "m4v";
+        queue_.push_back(std::move(item));
+        ++added;
+        if (!selectedID_) {
+            selectedID_ = queue_.back().id;
+            emit selectedIDChanged();
+        }
+    }
+    if (added > 0) {
+        emit queueChanged();
+        setAnalyzeTotal(analyzeTotal_ + added);
+    }
+    analyzeNext();
+}
+
+void Model::select(const QUuid& id) {
+    if (selectedID_ == id) return;
+    selectedID_ = id;
+    emit selectedIDChanged();
+}
+
+void Model::removeItem(const QUuid& id) {
+    const auto before = queue_.size();
+    std::erase_if(queue_, [&](const FileItem& i) { return i.id == id; });
+    if (queue_.size() == before) return;
+    if (selectedID_ == id) {
+        selectedID_.reset();
+        emit selectedIDChanged();
+    }
+    emit queueChanged();
+}
+
+void Model::analyzeNext() {
+    FileItem* next = nullptr;
+    if (!busy_)
+        for (auto& i : queue_)
+            if (i.status == status::pending) {
+                next = &i;
+                break;
+            }
+    if (!next) {
+        if (!busy_ && analyzeTotal_ >= 1 && analyzeDone_ >= analyzeTotal_) {
+            setAnalyzeTotal(0);
+            setAnalyzeDone(0);
+            setAnalyzeCurrent(0);
+            setAnalyzingName({});
+        }
+        if (!busy_) emit idle();
+        return;
+    }
+    setBusy(true);
+    next->status = status::analysing;
+    next->statusColor = status::analysingColor;
+    emit itemChanged(next->id);
+    emit queueChanged();
+    setAnalyzingName(next->name);
+    setAnalyzeCurrent(0);
+
+    const QUuid id = next->id;
+    const std::string path = next->url;
+    AnalysisSettings settings;
+    settings.layout = layout_;
+    settings.order = channelOrder_;
+    settings.dialogueGating = effectiveGating() == GatingMode::dialog;
+    settings.keepAudio = true;
+    startJob([this, id, path, settings] {
+        auto analysed = analyseFile(path, settings, [this](double f) { postProgress(f, &Model::setAnalyzeCurrent); });
+        if (!analysed) {
+            const QString message = QString::fromStdString(analysed.error().message());
+            post([this, id, message] {
+                updateItem(id, [&](FileItem& i) {
+                    i.status = status::readFailed;
+                    i.statusColor = status::failedColor;
+                    i.info = message;
+                });
+                finishAnalysis(id);
+            });
+            return;
+        }
+        auto a = std::make_shared<FileAnalysis>(std::move(*analysed));
+        auto energies = channelEnergies(a->audio.channels, a->sampleRate);
+        auto diagnosis = diagnose(presets(), a->result.integratedLUFS, a->result.truePeakDB);
+        auto peaks = waveformPeaks(a->audio.channels);
+        auto bins = spectrum(a->audio.channels, 256, a->sampleRate);
+        post([this, id, a, energies = std::move(energies), diagnosis = std::move(diagnosis), peaks = std::move(peaks),
+              bins = std::move(bins)]() mutable {
+            const auto reason = a->unmeasurableReason();
+            updateItem(id, [&](FileItem& i) {
+                i.measured = a->result;
+                i.originalMeasure = a->result;
+                i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
+                i.declaredPositions = a->audio.declaredPositions;
+                i.shortTermCurve = std::move(a->shortTermCurve);
+                i.curveStep = a->curveStep;
+                i.sampleRate = a->sampleRate;
+                i.channelEnergies = std::move(energies);
+                i.inversionWarning = a->inversion;
+                i.multiNormDiagnosis = std::move(diagnosis);
+                i.waveformPeaks = std::move(peaks);
+                i.spectrumBins = std::move(bins);
+                if (!reason) {
+                    i.info = QString::fromStdString(a->infoLine());
+                    i.status = status::ready;
+                    i.statusColor = status::readyColor;
+                } else {
+                    i.info = QString::fromStdString(*reason);
+                    i.status = status::unmeasurable;
+                    i.statusColor = status::unmeasurableColor;
+                }
+            });
+            if (reason)
+                if (const auto* i = item(id))
+                    setGlobalStatus(QStringLiteral("« %1 » : %2").arg(i->name, QString::fromStdString(*reason)));
+            finishAnalysis(id);
+        });
+    });
+}
+
+void Model::finishAnalysis(const QUuid&) {
+    setAnalyzeDone(analyzeDone_ + 1);
+    setAnalyzeCurrent(0);
+    if (analyzeTotal_ >= 1 && analyzeDone_ < analyzeTotal_)
+        setGlobalStatus(QStringLiteral("Analyse %1/%2…").arg(analyzeDone_).arg(analyzeTotal_));
+    setBusy(false);
+    analyzeNext();
+}
+
+void Model::remeasureSelected() {
+    assign(layoutWarning_, QString(), &Model::layoutWarningChanged);
+    const FileItem* selected = selectedItem();
+    if (!selected || !selected->hasAudio() || busy_) return;
+    const int count = int(selected->channelCount());
+    if (auto warning = layoutMismatchWarning(layout_, count))
+        assign(layoutWarning_, QString::fromStdString(*warning), &Model::layoutWarningChanged);
+    const auto weights = resolveChannelWeights(count, layout_, channelOrder_, selected->declaredPositions);
+    const QUuid id = selected->id;
+    const auto channels = selected->channels;
+    const double fs = selected->sampleRate;
+    setBusy(true);
+    startJob([this, id, channels, fs, weights] {
+        const auto result = LoudnessEngine::measure(*channels, weights, fs);
+        post([this, id, result] {
+            updateItem(id, [&](FileItem& i) {
+                i.measured = result;
+                i.originalMeasure = result;
+            });
+            setBusy(false);
+            analyzeNext();
+        });
+    });
+}
+
+// --- Norm -----------------------------------------------------------------------------------
+
+void Model::applyPreset(int index) {
+    if (index < 0 || index >= int(presets().size())) return;
+    setPresetIndex(index);
+    const auto selection = velmora::applyPreset(presets()[std::size_t(index)], gatingMode_);
+    setTarget(selection.target);
+    setCeiling(selection.ceiling);
+    setDisplayUnit(selection.displayUnit);
+    setGatingMode(selection.gatingMode);
+}
+
+GatingMode Model::effectiveGating() const { return effectiveGatingMode(gatingMode_, presetAt(presetIndex_)); }
+
+bool Model::ceilingLocked() const { return presetAt(presetIndex_).ceilingLocked; }
+
+// --- Setters ----------------------------------------------------------------------------------
+
+void Model::setGlobalStatus(const QString& v) { assign(globalStatus_, v, &Model::globalStatusChanged); }
+void Model::setLiveMonitorEnabled(bool v) { assign(liveMonitorEnabled_, v, &Model::liveMonitorEnabledChanged); }
+void Model::setLiveMonitorDeviceUID(const QString& v) { assign(liveMonitorDeviceUID_, v, &Model::liveMonitorDeviceUIDChanged); }
+void Model::setLiveMonitorChannelL(int v) { assign(liveMonitorChannelL_, v, &Model::liveMonitorChannelLChanged); }
+void Model::setLiveMonitorChannelR(int v) { assign(liveMonitorChannelR_, v, &Model::liveMonitorChannelRChanged); }
+void Model::setCeiling(double v) { assign(ceiling_, v, &Model::ceilingChanged); }
+void Model::setBitDepth(BitDepth v) { assign(bitDepth_, v, &Model::bitDepthChanged); }
+void Model::setFileFormat(FileFormat v) { assign(fileFormat_, v, &Model::fileFormatChanged); }
+void Model::setOutputRate(double v) { assign(outputRate_, v, &Model::outputRateChanged); }
+void Model::setLayout(ChannelLayout v) { assign(layout_, v, &Model::layoutChanged); }
+void Model::setChannelOrder(ChannelOrder v) { assign(channelOrder_, v, &Model::channelOrderChanged); }
+void Model::setExportLog(bool v) { assign(exportLog_, v, &Model::exportLogChanged); }
+void Model::setExportPDF(bool v) { assign(exportPDF_, v, &Model::exportPDFChanged); }
+void Model::setReportLanguage(ReportLanguage v) { assign(reportLanguage_, v, &Model::reportLanguageChanged); }
+void Model::setMultiMasterPresetIndices(const std::set<int>& v) {
+    assign(multiMasterPresetIndices_, v, &Model::multiMasterPresetIndicesChanged);
+}
+void Model::setShowMultiMaster(bool v) { assign(showMultiMaster_, v, &Model::showMultiMasterChanged); }
+void Model::setMp(const MasterParams& v) { assign(mp_, v, &Model::mpChanged); }
+void Model::setMode(ProcessMode v) { assign(mode_, v, &Model::modeChanged); }
+void Model::setTarget(double v) { assign(target_, v, &Model::targetChanged); }
+void Model::setGatingMode(GatingMode v) { assign(gatingMode_, v, &Model::gatingModeChanged); }
+void Model::setBusy(bool v) { assign(busy_, v, &Model::busyChanged); }
+void Model::setBatchTotal(int v) { assign(batchTotal_, v, &Model::batchTotalChanged); }
+void Model::setBatchDone(int v) { assign(batchDone_, v, &Model::batchDoneChanged); }
+void Model::setBatchCurrent(double v) { assign(batchCurrent_, v, &Model::batchCurrentChanged); }
+void Model::setProcessingName(const QString& v) { assign(processingName_, v, &Model::processingNameChanged); }
+void Model::setAnalyzeTotal(int v) { assign(analyzeTotal_, v, &Model::analyzeTotalChanged); }
+void Model::setAnalyzeDone(int v) { assign(analyzeDone_, v, &Model::analyzeDoneChanged); }
+void Model::setAnalyzeCurrent(double v) { assign(analyzeCurrent_, v, &Model::analyzeCurrentChanged); }
+void Model::setAnalyzingName(const QString& v) { assign(analyzingName_, v, &Model::analyzingNameChanged); }
+void Model::setMultiMasterCurrent(int v) { assign(multiMasterCurrent_, v, &Model::multiMasterCurrentChanged); }
+void Model::setMultiMasterTotal(int v) { assign(multiMasterTotal_, v, &Model::multiMasterTotalChanged); }
+void Model::setMultiMasterCurrentLabel(const QString& v) {
+    assign(multiMasterCurrentLabel_, v, &Model::multiMasterCurrentLabelChanged);
+}
+void Model::setIsPreviewing(bool v) { assign(isPreviewing_, v, &Model::isPreviewingChanged); }
+void Model::setDisplayUnit(LoudnessUnit v) { assign(displayUnit_, v, &Model::displayUnitChanged); }
+void Model::setPresetIndex(int v) { assign(presetIndex_, v, &Model::presetIndexChanged); }
+
+}  // namespace velmora

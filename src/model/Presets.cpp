@@ -1,0 +1,90 @@
+#include "model/Presets.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+
+namespace velmora {
+
+namespace {
+
+std::optional<QUuid> uuidOf(const QJsonValue& v) {
+    if (!v.isString()) return std::nullopt;
+    const QUuid id = QUuid::fromString(v.toString());
+    if (id.isNull()) return std::nullopt;
+    return id;
+}
+
+std::optional<QJsonArray> arrayOf(const QByteArray& json) {
+    QJsonParseError error;
+    const auto doc = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError || !doc.isArray()) return std::nullopt;
+    return doc.array();
+}
+
+}  // namespace
+
+QByteArray encodeNamedPresets(const std::vector<NamedPreset>& presets) {
+    QJsonArray array;
+    for (const auto& p : presets) {
+        QJsonObject o;
+        o["id"] = p.id.toString(QUuid::WithoutBraces);
+        o["name"] = p.name;
+        o["params"] = QJsonDocument::fromJson(QByteArray::fromStdString(toJson(p.params))).object();
+        array.append(o);
+    }
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<std::vector<NamedPreset>> decodeNamedPresets(const QByteArray& json) {
+    const auto array = arrayOf(json);
+    if (!array) return std::nullopt;
+    std::vector<NamedPreset> out;
+    for (const auto& v : *array) {
+        if (!v.isObject()) return std::nullopt;
+        const auto o = v.toObject();
+        const auto id = uuidOf(o["id"]);
+        if (!id || !o["name"].isString() || !o["params"].isObject()) return std::nullopt;
+        const auto paramsText = QJsonDocument(o["params"].toObject()).toJson(QJsonDocument::Compact).toStdString();
+        auto params = masterParamsFromJson(paramsText);
+        if (!params) return std::nullopt;
+        out.push_back({*id, o["name"].toString(), *params});
+    }
+    return out;
+}
+
+QByteArray encodePacks(const std::vector<MultiMasterPack>& packs) {
+    QJsonArray array;
+    for (const auto& p : packs) {
+        QJsonObject o;
+        o["id"] = p.id.toString(QUuid::WithoutBraces);
+        o["name"] = p.name;
+        QJsonArray indices;
+        for (int i : p.indices) indices.append(i);
+        o["indices"] = indices;
+        array.append(o);
+    }
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<std::vector<MultiMasterPack>> decodePacks(const QByteArray& json) {
+    const auto array = arrayOf(json);
+    if (!array) return std::nullopt;
+    std::vector<MultiMasterPack> out;
+    for (const auto& v : *array) {
+        if (!v.isObject()) return std::nullopt;
+        const auto o = v.toObject();
+        const auto id = uuidOf(o["id"]);
+        if (!id || !o["name"].isString() || !o["indices"].isArray()) return std::nullopt;
+        MultiMasterPack pack{*id, o["name"].toString(), {}};
+        for (const auto& i : o["indices"].toArray()) {
+            if (!i.isDouble() || i.toDouble() != double(i.toInt())) return std::nullopt;
+            pack.indices.push_back(i.toInt());
+        }
+        out.push_back(std::move(pack));
+    }
+    return out;
+}
+
+}  // namespace velmora
