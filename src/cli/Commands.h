@@ -10,5 +10,7 @@ int runNorms(Args& args);
 int runMaster(Args& args);
 int runCalibrate(Args& args);
 int runAB(Args& args);
+int runBatch(Args& args);
+int runMultimaster(Args& args);
 
 }  // namespace velmora::cli

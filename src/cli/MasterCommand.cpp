@@ -19,55 +19,6 @@ namespace velmora::cli {
 
 namespace {
 
-struct MasterOptions {
-    MeasureOptions measure;
-    std::string output;
-    double targetLUFS = -23.0;
-    double ceilingDB = -1.0;
-    ProcessMode mode = ProcessMode::master;
-    MasterParams params;
-    FileFormat format = FileFormat::wav;
-    bool formatGiven = false;
-    BitDepth depth = BitDepth::int24;
-    double outputRate = 0.0;
-};
-
-MasterOptions parseMasterOptions(Args& args) {
-    MasterOptions o;
-    o.measure = parseMeasureOptions(args);
-    const Preset& norm = presetAt(o.measure.norm);
-    o.targetLUFS = norm.lufs;
-    o.ceilingDB = norm.ceiling;
-    if (auto v = args.option("-o")) o.output = *v;
-    else if (auto w = args.option("--output")) o.output = *w;
-    else throw UsageError("master: -o OUT is required");
-    if (auto v = args.option("--target")) o.targetLUFS = parseDouble(*v, "--target");
-    if (auto v = args.option("--ceiling")) o.ceilingDB = parseDouble(*v, "--ceiling");
-    if (!(o.targetLUFS > -70.0 && o.targetLUFS < 0.0)) throw UsageError("--target: expected a loudness between -70 and 0 LUFS");
-    if (!(o.ceilingDB >= -20.0 && o.ceilingDB <= 0.0)) throw UsageError("--ceiling: expected a ceiling between -20 and 0 dBTP");
-    if (auto v = args.option("--mode")) {
-        if (*v == "master") o.mode = ProcessMode::master;
-        else if (*v == "conform") o.mode = ProcessMode::conform;
-        else throw UsageError("--mode: expected master or conform, not " + *v);
-    }
-    if (auto v = args.option("--params")) o.params = readParamsFile(*v);
-    if (o.mode == ProcessMode::conform) o.params = MasterParams{};  // no stage touches the sound
-    if (auto v = args.option("--format")) {
-        if (*v == "wav") o.format = FileFormat::wav;
-        else if (*v == "aiff" || *v == "aif") o.format = FileFormat::aiff;
-        else throw UsageError("--format: expected wav or aiff, not " + *v);
-        o.formatGiven = true;
-    }
-    if (auto v = args.option("--bits")) o.depth = parseBits(*v);
-    if (auto v = args.option("--rate")) {
-        o.outputRate = *v == "origine" || *v == "source" ? 0.0 : parseDouble(*v, "--rate");
-        bool offered = false;
-        for (const auto& choice : outputRateChoices) offered = offered || choice.hz == o.outputRate;
-        if (!offered) throw UsageError("--rate: expected 0 (source rate), 44100, 48000, 88200, 96000, 176400 or 192000");
-    }
-    return o;
-}
-
 std::string formatG(double v) {
     char buf[64];
     std::snprintf(buf, sizeof buf, "%g", v);
@@ -88,7 +39,7 @@ std::string destinationFor(const std::string& source, const MasterOptions& o, Fi
 }  // namespace
 
 int runMaster(Args& args) {
-    const auto o = parseMasterOptions(args);
+    const auto o = parseMasterOptions(args, "master");
     const auto files = args.positionals();
     if (files.size() != 1) throw UsageError("master: exactly one FILE");
     const std::string& source = files.front();

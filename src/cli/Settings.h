@@ -16,6 +16,23 @@ struct MeasureOptions {
 
 MeasureOptions parseMeasureOptions(Args& args);
 
+struct MasterOptions {
+    MeasureOptions measure;
+    std::string output;
+    double targetLUFS = -23.0;
+    double ceilingDB = -1.0;
+    ProcessMode mode = ProcessMode::master;
+    MasterParams params;
+    FileFormat format = FileFormat::wav;
+    bool formatGiven = false;
+    BitDepth depth = BitDepth::int24;
+    double outputRate = 0.0;
+};
+
+// The options of every command that writes masters: -o, the norm or --target/--ceiling,
+// --mode, --params, --format, --bits, --rate, and the measurement options.
+MasterOptions parseMasterOptions(Args& args, const std::string& command);
+
 // --params FILE.json: a complete chain settings object (35 keys), else a usage error.
 MasterParams readParamsFile(const std::string& path);
 // --bits 16|24|32f

@@ -13,6 +13,10 @@ const char* usage =
     "  velmora-cli norms [--json]\n"
     "  velmora-cli master FILE -o OUT [--norm N | --target LUFS --ceiling DBTP] [--mode master|conform]\n"
     "                     [--params FILE.json] [--format wav|aiff] [--bits 16|24|32f] [--rate HZ]\n"
+    "  velmora-cli batch FILE_OR_DIR... -o DIR [same options as master] [--txt] [--pdf] [--lang fr|en]\n"
+    "  velmora-cli multimaster FILE -o DIR (--norms 0,3,14 | --group broadcast|streaming | --all)\n"
+    "                     [--params FILE.json] [--format wav|aiff] [--bits 16|24|32f] [--rate HZ]\n"
+    "                     [--txt] [--pdf] [--lang fr|en]\n"
     "  velmora-cli calibrate -o FILE.wav\n"
     "  velmora-cli ab FILE [--params FILE.json] [--norm N] [--bits 16|24|32f]\n"
     "\n"
@@ -27,6 +31,10 @@ const char* usage =
     "          the norm's target and the true-peak limiter; the file's true peak as written never\n"
     "          exceeds the ceiling. OUT is a file, or a folder for NAME_master_-23LUFS.wav.\n"
     "          Defaults: norm 0, master mode with every stage off, WAV, 24 bits, source rate.\n"
+    "batch     masters every readable file (folders are searched for audio and video files) into\n"
+    "          DIR as NAME_master_-23LUFS_LRA11.wav; a video gets a .mov with its picture. --txt\n"
+    "          and --pdf write the text and PDF reports beside each master (--lang for the PDF).\n"
+    "multimaster writes one master of FILE per chosen norm into DIR, as NAME_master_EBU.wav …\n"
     "calibrate writes the RLL calibration pink noise (500-2000 Hz, -23 LUFS, 30 s, 48 kHz/24-bit).\n"
     "ab        writes NAME_AB_AVANT.wav and NAME_AB_APRES.wav beside FILE: its centred 30 s, untouched\n"
     "          and through the chain, gain and limiter.\n"
@@ -50,6 +58,8 @@ int main(int argc, char** argv) {
         if (command == "master") return velmora::cli::runMaster(args);
         if (command == "calibrate") return velmora::cli::runCalibrate(args);
         if (command == "ab") return velmora::cli::runAB(args);
+        if (command == "batch") return velmora::cli::runBatch(args);
+        if (command == "multimaster") return velmora::cli::runMultimaster(args);
         throw velmora::cli::UsageError("unknown command " + command);
     } catch (const velmora::cli::UsageError& e) {
         std::cerr << "velmora-cli: " << e.what() << "\n\n" << usage;

@@ -1,0 +1,233 @@
+// batch and multimaster: the command line drives the application's own model and jobs, with the
+// panels answered from the arguments, so a script gets exactly what the desktop would write.
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QRegularExpression>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include "audio/LoudnessError.h"
+#include "cli/Commands.h"
+#include "cli/Progress.h"
+#include "cli/Settings.h"
+#include "model/Model.h"
+#include "norms/Presets.h"
+
+namespace velmora::cli {
+
+namespace {
+
+// Qt's notes about the session (no runtime folder, no display) mean nothing to a script
+// reading our output; real failures still come through.
+void quietQtNotes(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type == QtCriticalMsg || type == QtFatalMsg) std::cerr << "velmora-cli: " << message.toStdString() << '\n';
+}
+
+// The PDF report draws text, which needs a GUI application; no display is ever opened.
+std::unique_ptr<QGuiApplication> headlessApplication() {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler(quietQtNotes);
+    static int argc = 1;
+    static char name[] = "velmora-cli";
+    static char* argv[] = {name, nullptr};
+    return std::make_unique<QGuiApplication>(argc, argv);
+}
+
+void waitUntilIdle(Model& model) {
+    if (!model.busy()) return;
+    QEventLoop loop;
+    QObject::connect(&model, &Model::idle, &loop, &QEventLoop::quit);
+    loop.exec();
+    model.waitForJob();
+}
+
+struct ReportOptions {
+    bool text = false, pdf = false;
+    ReportLanguage language = ReportLanguage::fr;
+};
+
+ReportOptions parseReportOptions(Args& args) {
+    ReportOptions r;
+    r.text = args.flag("--txt");
+    r.pdf = args.flag("--pdf");
+    if (auto v = args.option("--lang")) {
+        if (*v == "fr") r.language = ReportLanguage::fr;
+        else if (*v == "en") r.language = ReportLanguage::en;
+        else throw UsageError("--lang: expected fr or en, not " + *v);
+    }
+    return r;
+}
+
+void configure(Model& model, const MasterOptions& o, const ReportOptions& r) {
+    model.setLayout(o.measure.layout);
+    model.setChannelOrder(o.measure.order);
+    model.applyPreset(o.measure.norm);
+    model.setGatingMode(o.measure.gating);
+    model.setTarget(o.targetLUFS);
+    model.setCeiling(o.ceilingDB);
+    model.setMode(o.mode);
+    model.setMp(o.params);
+    model.setFileFormat(o.format);
+    model.setBitDepth(o.depth);
+    model.setOutputRate(o.outputRate);
+    model.setExportLog(r.text);
+    model.setExportPDF(r.pdf);
+    model.setReportLanguage(r.language);
+}
+
+bool makeFolder(const std::string& folder) {
+    std::error_code ec;
+    std::filesystem::create_directories(folder, ec);
+    if (std::filesystem::is_directory(folder, ec)) return true;
+    std::cout << LoudnessError{LoudnessError::Code::cannotWrite}.message() << " (" << folder << ")\n";
+    return false;
+}
+
+// The model as the desktop holds it, with the panels answered from the arguments.
+struct HeadlessSession {
+    HeadlessSession(const MasterOptions& o, const ReportOptions& r) {
+        choosers.folder = QString::fromStdString(o.output);
+        configure(model, o, r);
+    }
+    std::unique_ptr<QGuiApplication> app = headlessApplication();
+    FixedChoosers choosers;
+    Model model{nullptr, &choosers};
+};
+
+// Queues the inputs as the open panel would and waits for their analysis; prints one line per
+// file. Returns how many could not be read or measured.
+int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::string>& inputs) {
+    for (const auto& i : inputs) choosers.files << QString::fromStdString(i);
+    std::unique_ptr<ProgressBar> bar;
+    QObject::connect(&model, &Model::analyzingNameChanged, [&] {
+        bar.reset();
+        if (!model.analyzingName().isEmpty()) bar = std::make_unique<ProgressBar>(model.analyzingName().toStdString());
+    });
+    QObject::connect(&model, &Model::analyzeCurrentChanged, [&] {
+        if (bar) bar->update(model.analyzeCurrent());
+    });
+    model.openFiles();
+    if (model.queue().empty()) {
+        std::cout << model.globalStatus().toStdString() << '\n';
+        return 1;
+    }
+    waitUntilIdle(model);
+    bar.reset();
+    QObject::disconnect(&model, &Model::analyzingNameChanged, nullptr, nullptr);
+    QObject::disconnect(&model, &Model::analyzeCurrentChanged, nullptr, nullptr);
+    int failed = 0;
+    for (const auto& item : model.queue()) {
+        std::cout << item.name.toStdString() << " : " << item.status.toStdString() << " · " << item.info.toStdString()
+                  << '\n';
+        failed += item.status != status::ready;
+    }
+    return failed;
+}
+
+// One bar per master, named after the file or the norm being made.
+class JobProgress {
+public:
+    JobProgress(Model& model, const QString& (Model::*label)() const, void (Model::*labelChanged)()) : model_(model) {
+        QObject::connect(&model, labelChanged, &model, [this, label] {
+            bar_.reset();
+            const QString text = (model_.*label)();
+            if (!text.isEmpty()) bar_ = std::make_unique<ProgressBar>(text.toStdString());
+        });
+        QObject::connect(&model, &Model::batchCurrentChanged, &model, [this] {
+            if (bar_) bar_->update(model_.batchCurrent());
+        });
+    }
+    void finish() { bar_.reset(); }
+
+private:
+    Model& model_;
+    std::unique_ptr<ProgressBar> bar_;
+};
+
+void printFailures(const Model& model) {
+    for (const auto& f : model.lastBatchFailures())
+        std::cout << "  Échec · " << f.name.toStdString() << " : " << f.message.toStdString() << '\n';
+}
+
+}  // namespace
+
+int runBatch(Args& args) {
+    const auto o = parseMasterOptions(args, "batch");
+    const auto reports = parseReportOptions(args);
+    const auto inputs = args.positionals();
+    if (inputs.empty()) throw UsageError("batch: at least one FILE or folder");
+    if (!makeFolder(o.output)) return 1;
+
+    HeadlessSession session(o, reports);
+    Model& model = session.model;
+    const int unreadable = analyseInputs(model, session.choosers, inputs);
+
+    JobProgress progress(model, &Model::processingName, &Model::processingNameChanged);
+    QObject::connect(&model, &Model::itemChanged, [&](const QUuid& id) {
+        const FileItem* item = model.item(id);
+        if (!item || (item->status != status::mastered && item->status != status::failed)) return;
+        progress.finish();
+        std::cout << item->name.toStdString() << " : " << item->status.toStdString() << '\n';
+    });
+    model.exportBatch();
+    waitUntilIdle(model);
+    progress.finish();
+    printFailures(model);
+    std::cout << model.globalStatus().toStdString() << '\n';
+    return unreadable > 0 || !model.lastBatchFailures().empty() ? 1 : 0;
+}
+
+int runMultimaster(Args& args) {
+    auto o = parseMasterOptions(args, "multimaster");
+    const auto reports = parseReportOptions(args);
+    std::set<int> norms;
+    if (args.flag("--all")) {
+        for (int i = 0; i < int(presets().size()); ++i) norms.insert(i);
+    } else if (auto group = args.option("--group")) {
+        if (*group == "broadcast") norms = {broadcastGroup().indices.begin(), broadcastGroup().indices.end()};
+        else if (*group == "streaming") norms = {streamingGroup().indices.begin(), streamingGroup().indices.end()};
+        else throw UsageError("--group: expected broadcast or streaming, not " + *group);
+    } else if (auto list = args.option("--norms")) {
+        std::size_t start = 0;
+        while (start <= list->size()) {
+            const auto comma = std::min(list->find(',', start), list->size());
+            const int index = parseInt(list->substr(start, comma - start), "--norms");
+            if (index < 0 || index >= int(presets().size())) throw UsageError("--norms: indices go from 0 to 20");
+            norms.insert(index);
+            start = comma + 1;
+        }
+    } else {
+        throw UsageError("multimaster: one of --norms LIST, --group broadcast|streaming or --all");
+    }
+    const auto inputs = args.positionals();
+    if (inputs.size() != 1) throw UsageError("multimaster: exactly one FILE");
+    if (!makeFolder(o.output)) return 1;
+
+    HeadlessSession session(o, reports);
+    Model& model = session.model;
+    if (analyseInputs(model, session.choosers, inputs) > 0) return 1;
+
+    model.setMultiMasterPresetIndices(norms);
+    JobProgress progress(model, &Model::multiMasterCurrentLabel, &Model::multiMasterCurrentLabelChanged);
+    QObject::connect(&model, &Model::globalStatusChanged, [&] {
+        static const QRegularExpression step(QStringLiteral("^Multi-Master \\d+/\\d+ · "));
+        if (step.match(model.globalStatus()).hasMatch()) {
+            progress.finish();
+            std::cout << model.globalStatus().toStdString() << '\n';
+        }
+    });
+    model.startMultiMaster();
+    waitUntilIdle(model);
+    progress.finish();
+    printFailures(model);
+    if (!model.busy() && !model.globalStatus().startsWith("Multi-Master terminé")) {
+        std::cout << model.globalStatus().toStdString() << '\n';
+        return 1;
+    }
+    std::cout << model.globalStatus().toStdString() << '\n';
+    return model.lastBatchFailures().empty() ? 0 : 1;
+}
+
+}  // namespace velmora::cli
