@@ -16,6 +16,7 @@ public:
             if (r.error_occurred || r.run_type != Run::RT_Iteration) continue;
             auto it = r.counters.find("items_per_second");
             if (it != r.counters.end()) throughput_[r.benchmark_name()] = it->second.value;
+            seconds_[r.benchmark_name()] = r.GetAdjustedRealTime();  // in the run's time unit
         }
     }
     void Finalize() override {
@@ -26,6 +27,12 @@ public:
               "velmora-cli analyse vs peer loudness filter (target >= 5x)");
         ratio("BM_VelmoraMasterConform/iterations:2/manual_time", "BM_PeerLoudnormTwoPass/iterations:1/manual_time",
               "velmora-cli master --mode conform vs peer two-pass (target >= 4x)");
+        auto batch = seconds_.find("BM_BatchWithReports/iterations:2/manual_time");
+        auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:2/manual_time");
+        if (batch != seconds_.end() && bare != seconds_.end())
+            std::printf("batch of 20 x 3 min with both reports: %.1f s (%.2f s per file); render and write alone %.1f s; "
+                        "overhead %.1f%% (target < 15%%)\n",
+                        batch->second, batch->second / 20, bare->second, 100.0 * (1.0 - bare->second / batch->second));
     }
 
 private:
@@ -36,6 +43,7 @@ private:
                     a->second / b->second);
     }
     std::map<std::string, double> throughput_;
+    std::map<std::string, double> seconds_;
 };
 
 }  // namespace

@@ -13,7 +13,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -58,6 +57,16 @@ ChildRun runChild(const std::vector<std::string>& args, const std::string& errPa
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     posix_spawn_file_actions_destroy(&actions);
     return run;
+}
+
+// The text value of "key" in the peer's flat JSON printout ("input_i" : "-27.61"); empty if absent.
+std::string jsonText(const std::string& json, const std::string& key) {
+    auto at = json.find('"' + key + '"');
+    if (at == std::string::npos) return {};
+    at = json.find(':', at);
+    const auto open = at == std::string::npos ? at : json.find('"', at);
+    const auto close = open == std::string::npos ? open : json.find('"', open + 1);
+    return close == std::string::npos ? std::string() : json.substr(open + 1, close - open - 1);
 }
 
 void warmCache(const fs::path& file) {
@@ -139,11 +148,7 @@ void BM_PeerLoudnormTwoPass(benchmark::State& state) {
         std::stringstream text;
         text << std::ifstream(log).rdbuf();
         const std::string json = text.str();
-        auto field = [&](const char* key) {
-            std::smatch m;
-            const std::regex re(std::string("\"") + key + "\"\\s*:\\s*\"([^\"]+)\"");
-            return std::regex_search(json, m, re) ? m[1].str() : std::string();
-        };
+        auto field = [&](const char* key) { return jsonText(json, key); };
         const auto i = field("input_i"), tp = field("input_tp"), lra = field("input_lra"),
                    thresh = field("input_thresh"), offset = field("target_offset");
         if (pass1.status != 0 || i.empty() || tp.empty() || lra.empty() || thresh.empty() || offset.empty()) {
@@ -162,9 +167,7 @@ void BM_PeerLoudnormTwoPass(benchmark::State& state) {
         }
         std::stringstream second;
         second << std::ifstream(log).rdbuf();
-        std::smatch m;
-        const std::string out = second.str();
-        if (std::regex_search(out, m, std::regex("\"normalization_type\"\\s*:\\s*\"([^\"]+)\""))) mode = m[1].str();
+        mode = jsonText(second.str(), "normalization_type");
         state.SetIterationTime(pass1.seconds + pass2.seconds);
         fs::remove(dir / "out.wav");
     }
