@@ -134,7 +134,7 @@ constexpr Words french{
     "Désactivée",
     "réduction max",
     "cible",
-    "Scanner pour la spec officielle",
+    "Scanner pour la norme officielle",
     "Généré le ",
 };
 
@@ -180,7 +180,7 @@ constexpr Words english{
     "Bypass",
     "max reduction",
     "target",
-    "Scan for official spec",
+    "Scan for the official standard",
     "Generated on ",
 };
 

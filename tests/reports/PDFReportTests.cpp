@@ -97,7 +97,7 @@ TEST_F(PDFReport, FrenchPageWithEveryConditionalRow) {
                                  "-21.7 LUFS", "Sonie dialogue (DL)", "(PL − DL)", "MSL (Max Short-term) ≤ -18 LUFS",
                                  "Sonie court terme", "VERDICT : CONFORME", "Norme : -23 LUFS · TV Europe (EBU R128)",
                                  "2.0:1 · réduction max 3.5 dB", "Désactivé", "cible 12.0 LU",
-                                 "Mid +0.0 dB · Side +1.5 dB", "Scanner pour la spec officielle",
+                                 "Mid +0.0 dB · Side +1.5 dB", "Scanner pour la norme officielle",
                                  "Généré le 14/03/2025 09:05"}),
               "");
     // Text set in an embedded font, and the icon as a real image.
@@ -114,7 +114,7 @@ TEST_F(PDFReport, EnglishPageWithTheSevenBasicRows) {
                                  "Conformity gain", "Metric", "BEFORE", "AFTER", "Integrated loudness (I)",
                                  "Short-term max (S)", "VERDICT: NON-COMPLIANT",
                                  "Standard: -14 LUFS · Spotify (normalized)", "Mastering chain", "Mid/Side width",
-                                 "Bypass", "Scan for official spec", "Generated on 14/03/2025 09:05"}),
+                                 "Bypass", "Scan for the official standard", "Generated on 14/03/2025 09:05"}),
               "");
     for (const char* absent : {"Programme loudness", "Dialogue loudness", "LDR", "MSL", "Short-term loudness"})
         EXPECT_EQ(text.find(absent), std::string::npos) << absent;
