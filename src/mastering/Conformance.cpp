@@ -9,8 +9,9 @@
 namespace velmora {
 
 Expected<ConformPlan> planConformance(Channels rendered, double fs, double targetLUFS, double ceilingDB,
-                                      const MasterParams& params, std::span<const double> weights) {
-    const double I = measureProgramme(rendered, fs, weights, false).integratedLUFS;
+                                      const MasterParams& params, std::span<const double> weights,
+                                      std::optional<double> knownIntegratedLUFS) {
+    const double I = knownIntegratedLUFS ? *knownIntegratedLUFS : measureProgramme(rendered, fs, weights, false).integratedLUFS;
     if (!std::isfinite(I)) return LoudnessError{LoudnessError::Code::tooQuiet};
     ConformPlan plan;
     plan.integratedBeforeLUFS = I;

@@ -2,6 +2,7 @@
 // Bringing a rendered master to its delivery target: conformity gain from the integrated
 // loudness, protection compressor when the limiter would work too hard, look-ahead limiter
 // under the true-peak ceiling.
+#include <optional>
 #include <span>
 
 #include "audio/LoudnessError.h"
@@ -29,9 +30,12 @@ struct ConformResult {
 // targetLUFS is the norm's loudness, ceilingDB its true-peak ceiling (dBTP); params supplies
 // autoProtectComp and autoProtectThresholdDB. Fails with tooQuiet when the rendered buffer's
 // integrated loudness is not finite. Works in place on the buffer it is given; allocates the
-// measurement's energy lists, and the protection's gain curve when inserted.
+// measurement's energy lists, and the protection's gain curve when inserted. A caller that
+// already knows the buffer's integrated loudness with these weights passes it in
+// `knownIntegratedLUFS`, and the buffer is not measured again.
 Expected<ConformPlan> planConformance(Channels rendered, double fs, double targetLUFS, double ceilingDB,
-                                      const MasterParams& params, std::span<const double> weights);
+                                      const MasterParams& params, std::span<const double> weights,
+                                      std::optional<double> knownIntegratedLUFS = std::nullopt);
 
 // planConformance followed by the limiter, in place: no second buffer.
 Expected<ConformResult> conformMaster(Channels rendered, double fs, double targetLUFS, double ceilingDB,

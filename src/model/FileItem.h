@@ -58,7 +58,8 @@ struct FileItem {
     std::vector<float> spectrumBins;
     std::vector<double> shortTermCurve;  // for the reports' graph, one value every curveStep seconds
     double curveStep = 1.0;
-    std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
+    std::vector<std::uint64_t> declaredPositions;
+    std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with  // speaker bits the file declared, for the weights
 
     bool hasAudio() const { return channels && !channels->empty(); }
     std::size_t channelCount() const { return channels ? channels->size() : 0; }

@@ -42,6 +42,10 @@ MasterTask Model::taskFor(const FileItem& item) const {
     t.sourceName = item.name;
     t.isVideo = item.isVideo;
     t.before = item.sourceMeasure().value_or(LoudnessResult{});
+    // The analysis measured the source with the standard gating: when the weights are still the
+    // same, its loudness is the one the conformity gain needs.
+    if (item.originalMeasure && !item.originalMeasure->programmeLUFS && item.measuredWeights == t.weights)
+        t.sourceIntegratedLUFS = item.originalMeasure->integratedLUFS;
     t.beforeCurve = item.shortTermCurve;
     t.curveStep = item.curveStep;
     t.depth = bitDepth_;

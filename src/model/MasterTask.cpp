@@ -61,6 +61,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     request.write.layout = task.layout;
     request.write.sourcePath = task.sourcePath;
     if (task.pdfReport) request.shortTermCurveStep = task.curveStep;
+    request.sourceIntegratedLUFS = task.sourceIntegratedLUFS;
 
     std::string soundPath = task.destination;
     if (task.isVideo) {

@@ -22,6 +22,7 @@ struct MasterTask {
     QString sourceName;
     bool isVideo = false;  // the master becomes a movie with the source's picture
     LoudnessResult before;
+    std::optional<double> sourceIntegratedLUFS;  // see DeliveryRequest
     std::vector<double> beforeCurve;  // short-term loudness of the source, every curveStep seconds
     double curveStep = 1.0;
     int presetIndex = 0;

@@ -215,6 +215,7 @@ void Model::analyzeNext() {
                 i.originalMeasure = a->result;
                 i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
+                i.measuredWeights = a->weights;
                 i.shortTermCurve = std::move(a->shortTermCurve);
                 i.curveStep = a->curveStep;
                 i.sampleRate = a->sampleRate;
@@ -264,10 +265,11 @@ void Model::remeasureSelected() {
     setBusy(true);
     startJob([this, id, channels, fs, weights] {
         const auto result = LoudnessEngine::measure(*channels, weights, fs);
-        post([this, id, result] {
+        post([this, id, result, weights] {
             updateItem(id, [&](FileItem& i) {
                 i.measured = result;
                 i.originalMeasure = result;
+                i.measuredWeights = weights;
             });
             setBusy(false);
             analyzeNext();

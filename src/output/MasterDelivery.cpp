@@ -44,8 +44,10 @@ Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::s
                                        const DeliveryRequest& request, const ProgressFn& progress) {
     if (progress) progress(0.02);
     auto rendered = renderMaster(source, request.params, fs, weights, progress);
-    auto plan = planConformance(std::move(rendered.channels), fs, request.targetLUFS, request.ceilingDB,
-                                request.params, weights);
+    const MasterParams& p = request.params;
+    const bool neutralChain = !p.eqOn && !p.compOn && !p.teqOn && !p.lraOn && !p.msOn;
+    auto plan = planConformance(std::move(rendered.channels), fs, request.targetLUFS, request.ceilingDB, p, weights,
+                                neutralChain ? request.sourceIntegratedLUFS : std::nullopt);
     if (!plan) return plan.error();
 
     DeliveryReport report;

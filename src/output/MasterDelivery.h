@@ -7,6 +7,7 @@
 // under it, which is usually enough; when the written samples still come out over, the
 // limiter runs again on the same input with its aim lowered by the excess, and the file is
 // written again. Only a file that keeps the promise replaces the destination.
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +25,10 @@ struct DeliveryRequest {
     MasterParams params;      // default record: conformity gain and limiter only
     WriteRequest write;
     double shortTermCurveStep = 0.0;  // seconds; 0: no curve of the master for the reports
+    // The source's standard integrated loudness with these weights, when the caller has it:
+    // with every stage of the chain off the programme reaches the limiter as it is, and is not
+    // measured a second time.
+    std::optional<double> sourceIntegratedLUFS;
 };
 
 struct DeliveryReport {
