@@ -27,8 +27,8 @@ public:
               "velmora-cli analyse vs peer loudness filter (target >= 5x)");
         ratio("BM_VelmoraMasterConform/iterations:2/manual_time", "BM_PeerLoudnormTwoPass/iterations:1/manual_time",
               "velmora-cli master --mode conform vs peer two-pass (target >= 4x)");
-        auto batch = seconds_.find("BM_BatchWithReports/iterations:2/manual_time");
-        auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:2/manual_time");
+        auto batch = seconds_.find("BM_BatchWithReports/iterations:3/manual_time");
+        auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:3/manual_time");
         if (batch != seconds_.end() && bare != seconds_.end())
             std::printf("batch of 20 x 3 min with both reports: %.1f s (%.2f s per file); render and write alone %.1f s; "
                         "overhead %.1f%% (target < 15%%)\n",
