@@ -74,6 +74,8 @@ int runMaster(Args& args) {
     request.write.outputRate = o.outputRate;
     request.write.sourcePath = source;
     if (analysed->channelCount == 6) request.write.layout = surround51Layout(o.measure.order);
+    // Measured with the standard gating and these weights while decoding: no second measurement.
+    if (!analysed->result.programmeLUFS) request.sourceIntegratedLUFS = analysed->result.integratedLUFS;
 
     const auto& audio = analysed->audio;
     auto delivered = deliverMaster(audio.channels, audio.sampleRate, analysed->weights, request,
