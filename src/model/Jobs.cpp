@@ -158,6 +158,7 @@ void Model::exportBatch() {
 
     startJob([this, work = std::move(work)] {
         int failures = 0;
+        ReportWriter reports;
         for (const auto& [id, task] : work) {
             post([this, id = id, name = task.sourceName] {
                 updateItem(id, [](FileItem& i) {
@@ -169,6 +170,7 @@ void Model::exportBatch() {
             });
             auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
             if (outcome.error) ++failures;
+            else if (outcome.reportInputs) reports.start(task, outcome);
             post([this, id = id, name = task.sourceName, outcome = std::move(outcome)] {
                 if (outcome.error) batchFailures_.push_back({name, *outcome.error});
                 updateItem(id, [&](FileItem& i) {
@@ -186,6 +188,7 @@ void Model::exportBatch() {
                 setBatchDone(batchDone_ + 1);
             });
         }
+        reports.finish();
         post([this, failures, total = int(work.size())] {
             if (failures == 0)
                 setGlobalStatus(QStringLiteral("Traitement par lots terminé ✓ (%1 fichier%2)")
@@ -239,6 +242,7 @@ void Model::startMultiMaster() {
 
     startJob([this, base, norms, stem, ext, id] {
         int generated = 0;
+        ReportWriter reports;
         for (int index : norms) {
             const Preset& p = presets()[std::size_t(index)];
             post([this, label = QString::fromStdString(p.label)] {
@@ -252,6 +256,7 @@ void Model::startMultiMaster() {
             task.ceiling = p.ceiling;
             task.destination = (stem + QString::fromStdString(presetTag(index)) + "." + ext).toStdString();
             auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+            if (!outcome.error && outcome.reportInputs) reports.start(task, outcome);
             if (outcome.error) {
                 post([this, label = QString::fromStdString(p.label), message = *outcome.error] {
                     batchFailures_.push_back({label, message});
@@ -266,6 +271,7 @@ void Model::startMultiMaster() {
                 });
             });
         }
+        reports.finish();
         post([this, generated] {
             setGlobalStatus(QStringLiteral("Multi-Master terminé ✓ (%1 masters générés)").arg(generated));
             setBusy(false);

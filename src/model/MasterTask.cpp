@@ -14,6 +14,17 @@
 
 namespace velmora {
 
+void ReportWriter::start(MasterTask task, MasterOutcome outcome) {
+    finish();
+    running_ = std::async(std::launch::async, [task = std::move(task), outcome = std::move(outcome)] {
+        writeReports(task, outcome);
+    });
+}
+
+void ReportWriter::finish() {
+    if (running_.valid()) running_.get();
+}
+
 QString formatTargetForName(double target) {
     char buf[32];
     std::snprintf(buf, sizeof buf, "%g", target);
@@ -22,7 +33,7 @@ QString formatTargetForName(double target) {
 
 namespace {
 
-void writeReports(const MasterTask& task, const DeliveryReport& d, const std::string& masterPath) {
+ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const std::string& masterPath) {
     ReportInputs in;
     in.sourceName = task.sourceName.toStdString();
     in.exportedName = std::filesystem::path(masterPath).filename().string();
@@ -42,12 +53,18 @@ void writeReports(const MasterTask& task, const DeliveryReport& d, const std::st
     in.curveStepSeconds = task.curveStep;
     in.beforeShortTerm = task.beforeCurve;
     in.afterShortTerm = d.afterShortTerm;
-    // A report that cannot be written costs nothing but itself: the master is already safe.
-    if (task.textReport) (void)writeReport(masterPath, "txt", makeTextReport(in));
-    if (task.pdfReport) (void)writeReport(masterPath, "pdf", makePDFReport(in, task.language));
+    return in;
 }
 
 }  // namespace
+
+void writeReports(const MasterTask& task, const MasterOutcome& outcome) {
+    if (!outcome.reportInputs) return;
+    // A report that cannot be written costs nothing but itself: the master is already safe.
+    if (task.textReport) (void)writeReport(outcome.writtenPath, "txt", makeTextReport(*outcome.reportInputs));
+    if (task.pdfReport)
+        (void)writeReport(outcome.writtenPath, "pdf", makePDFReport(*outcome.reportInputs, task.language));
+}
 
 MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     MasterOutcome outcome;
@@ -90,7 +107,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     outcome.maxGR = delivered->maxGR;
     outcome.protectionAppliedDB = delivered->protectionAppliedDB;
     outcome.writtenPath = task.destination;
-    if (task.textReport || task.pdfReport) writeReports(task, *delivered, task.destination);
+    if (task.textReport || task.pdfReport) outcome.reportInputs = reportInputs(task, *delivered, task.destination);
     return outcome;
 }
 

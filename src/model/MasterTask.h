@@ -4,6 +4,7 @@
 // the new measurement, and the reports beside the master. Runs on a job thread; touches no
 // model state.
 #include <QString>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,9 +43,23 @@ struct MasterOutcome {
     LoudnessResult after;
     double maxGR = 0, protectionAppliedDB = 0;
     std::string writtenPath;
+    std::optional<ReportInputs> reportInputs;  // when the task asks for reports
 };
 
+// The master only; its reports are written by writeReports, which can overlap the next master.
 MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress);
+void writeReports(const MasterTask& task, const MasterOutcome& outcome);
+
+// The reports of one master at a time, written on their own thread while the job goes on.
+class ReportWriter {
+public:
+    ~ReportWriter() { finish(); }
+    void start(MasterTask task, MasterOutcome outcome);
+    void finish();  // waits for the reports started last
+
+private:
+    std::future<void> running_;
+};
 
 // "%g" as the file names show a target: -14 → "-14", -16.5 → "-16.5".
 QString formatTargetForName(double target);
