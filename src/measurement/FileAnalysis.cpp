@@ -32,7 +32,10 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     // The standard measurement runs while decoding, and when nothing else needs the samples
     // they are never held whole: one pass through a small window.
     std::optional<LoudnessAnalyzer> streaming;
-    if (!settings.dialogueGating) streaming.emplace(progress, settings.keepAudio);
+    if (!settings.dialogueGating) {
+        streaming.emplace(progress, settings.keepAudio);
+        streaming->measureEnergiesAlways(settings.channelEnergies);
+    }
     auto decoded = loadAudio(path, a.isVideo, streaming ? &*streaming : nullptr);
     if (!decoded) return decoded.error();
     PlanarAudio& audio = *decoded;
@@ -50,9 +53,9 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
         a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress);
         a.shortTermCurve = LoudnessEngine::shortTermCurve(audio.channels, a.weights, audio.sampleRate, a.curveStep);
     }
-    if (a.channelCount == 6) {
-        const auto energies = streaming ? streaming->channelEnergies() : channelEnergies(audio.channels, audio.sampleRate);
-        a.inversion = detectInversion(energies, settings.order);
+    if (a.channelCount == 6 || settings.channelEnergies) {
+        a.energies = streaming ? streaming->channelEnergies() : channelEnergies(audio.channels, audio.sampleRate);
+        if (a.channelCount == 6) a.inversion = detectInversion(a.energies, settings.order);
     }
     if (progress) progress(1.0);
     if (settings.keepAudio) a.audio = std::move(audio);

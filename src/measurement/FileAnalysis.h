@@ -16,6 +16,7 @@ struct AnalysisSettings {
     ChannelOrder order = ChannelOrder::smpte;
     bool dialogueGating = false;  // the effective gating mode is `dialog`
     bool keepAudio = false;       // hand the decoded channels back
+    bool channelEnergies = false;  // hand back every channel's energies (5.1 files always measure them)
 };
 
 struct FileAnalysis {
@@ -27,6 +28,7 @@ struct FileAnalysis {
     std::vector<double> weights;
     LoudnessResult result;
     std::optional<InversionWarning> inversion;  // only 6-channel files are tested
+    std::vector<ChannelEnergy> energies;         // when asked for, or for a 6-channel file
     // Short-term loudness every curveStep seconds (see LoudnessEngine::shortTermCurve).
     std::vector<double> shortTermCurve;
     double curveStep = 1.0;

@@ -19,7 +19,7 @@ void LoudnessAnalyzer::prepare(std::size_t channelCount, double sampleRate, std:
     unitFrames_ = energyUnitFrames(sampleRate);
     meters_.clear();
     // Only a 5.1 programme is tested for a swapped centre and LFE.
-    energies_ = channelCount == 6;
+    energies_ = channelCount == 6 || energiesAlways_;
     for (std::size_t c = 0; c < channelCount; ++c)
         meters_.push_back(std::make_unique<ChannelMeter>(sampleRate, expectedFrames, energies_));
     pool_ = std::make_unique<WorkerPool>(WorkerPool::threadsFor(channelCount));

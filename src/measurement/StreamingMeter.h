@@ -21,6 +21,8 @@ class LoudnessAnalyzer final : public DecodeListener {
 public:
     // Without `keepSamples` a reader decodes through a small window (see DecodeListener).
     explicit LoudnessAnalyzer(ProgressFn progress = {}, bool keepSamples = true);
+    // Channel energies for every channel count, not only 5.1; takes effect at the next prepare().
+    void measureEnergiesAlways(bool on) { energiesAlways_ = on; }
     ~LoudnessAnalyzer() override;
 
     // Allocates one meter per channel and the worker threads.
@@ -43,7 +45,7 @@ public:
     // Loudest window of `windowFrames` whose start lies on the energy-unit grid.
     double fineMaximum(std::span<const double> weights, std::size_t windowFrames) const;
     double truePeakDB() const;
-    // Plain and sub-bass energies, measured for 6-channel programmes only (empty otherwise).
+    // Plain and sub-bass energies, measured for 6-channel programmes (or always, when asked).
     std::vector<ChannelEnergy> channelEnergies() const;
     LoudnessResult result(std::span<const double> weights) const;
     // Short-term loudness every `stepSeconds`, for drawing (see LoudnessEngine::shortTermCurve).
@@ -55,6 +57,7 @@ private:
     ProgressFn progress_;
     bool keepSamples_;
     bool energies_ = false;
+    bool energiesAlways_ = false;
     double sampleRate_ = 0.0;
     std::size_t expectedFrames_ = 0;
     std::size_t fed_ = 0;

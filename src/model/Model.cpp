@@ -188,6 +188,7 @@ void Model::analyzeNext() {
     settings.order = channelOrder_;
     settings.dialogueGating = effectiveGating() == GatingMode::dialog;
     settings.keepAudio = true;
+    settings.channelEnergies = true;
     startJob([this, id, path, settings] {
         auto analysed = analyseFile(path, settings, [this](double f) { postProgress(f, &Model::setAnalyzeCurrent); });
         if (!analysed) {
@@ -203,11 +204,10 @@ void Model::analyzeNext() {
             return;
         }
         auto a = std::make_shared<FileAnalysis>(std::move(*analysed));
-        auto energies = channelEnergies(a->audio.channels, a->sampleRate);
         auto diagnosis = diagnose(presets(), a->result.integratedLUFS, a->result.truePeakDB);
         auto peaks = waveformPeaks(a->audio.channels);
         auto bins = spectrum(a->audio.channels, 256, a->sampleRate);
-        post([this, id, a, energies = std::move(energies), diagnosis = std::move(diagnosis), peaks = std::move(peaks),
+        post([this, id, a, diagnosis = std::move(diagnosis), peaks = std::move(peaks),
               bins = std::move(bins)]() mutable {
             const auto reason = a->unmeasurableReason();
             updateItem(id, [&](FileItem& i) {
@@ -219,7 +219,7 @@ void Model::analyzeNext() {
                 i.shortTermCurve = std::move(a->shortTermCurve);
                 i.curveStep = a->curveStep;
                 i.sampleRate = a->sampleRate;
-                i.channelEnergies = std::move(energies);
+                i.channelEnergies = std::move(a->energies);
                 i.inversionWarning = a->inversion;
                 i.multiNormDiagnosis = std::move(diagnosis);
                 i.waveformPeaks = std::move(peaks);
