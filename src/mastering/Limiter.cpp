@@ -1,9 +1,12 @@
 #include "mastering/Limiter.h"
 
 #include <algorithm>
+#include <bit>
+#include <memory>
 #include <cmath>
 #include <vector>
 
+#include "mastering/LimiterDetector.h"
 #include "mastering/LinkedGain.h"
 #include "measurement/WorkerPool.h"
 
@@ -11,137 +14,164 @@ namespace velmora {
 
 namespace {
 
-struct Smoothing {
-    double attack, release;  // one-pole coefficients: falling, rising
+// An inter-sample crest between frames k and k + 1 is made of samples k − 5 … k + 6: the gain
+// it needs must hold, unchanged, over all of them.
+constexpr std::size_t holdReach = 6;
+
+// Turns the detector's readings into the gain each frame gets, in place. A frame that reads
+// p > aim needs aim / p. That need is held over ±holdReach frames, released with a one-pole
+// (80 ms) and then averaged over the attack length, which ramps the gain down linearly ahead
+// of the crest: every frame of the hold gets exactly its need or less. The gain of frame t is
+// known once the reading of t + latency is in; it is written over a reading already used.
+class GainShaper {
+public:
+    GainShaper(double aimLin, std::size_t attackFrames, double release)
+        : aim_(aimLin), attack_(attackFrames), release_(release), window_(attackFrames + 2 * holdReach),
+          capacity_(std::bit_ceil(window_ + 1)), needs_(capacity_), frames_(capacity_), ramp_(attackFrames, 1.0),
+          sum_(double(attackFrames)) {}
+
+    std::size_t latency() const { return holdReach + attack_ - 1; }
+
+    void run(float* curve, std::size_t n) {
+        const std::size_t lat = latency();
+        std::size_t j = 0;
+        while (j < n + lat) {
+            // Nothing held, released or ramping, and a stretch that needs nothing: unity.
+            if (idle() && j + quietRun <= n && allUnder(curve + j, quietRun)) {
+                for (std::size_t k = j; k < j + quietRun; ++k)
+                    if (k >= lat) curve[k - lat] = 1.0f;
+                j += quietRun;
+                continue;
+            }
+            const double reading = j < n ? double(curve[j]) : 0.0;
+            const double need = reading > aim_ ? aim_ / reading : 1.0;
+            push(j, need);
+            const double gain = step(held());
+            if (j >= lat) curve[j - lat] = float(gain);
+            ++j;
+        }
+    }
+
+private:
+    static constexpr std::size_t quietRun = 256;
+
+    bool idle() const { return head_ == tail_ && released_ == 1.0 && rampBelow_ == 0; }
+
+    bool allUnder(const float* x, std::size_t n) const {
+        float limit = float(aim_);
+        if (double(limit) > aim_) limit = std::nextafter(limit, 0.0f);
+        bool under = true;
+        for (std::size_t i = 0; i < n; ++i) under &= x[i] <= limit;
+        return under;
+    }
+
+    // A monotonic queue of the needs below 1 in the window: its front is the window's minimum.
+    void push(std::size_t frame, double need) {
+        while (head_ != tail_ && frames_[head_ & mask()] + window_ <= frame) ++head_;
+        if (need >= 1.0) return;
+        while (head_ != tail_ && needs_[(tail_ - 1) & mask()] >= need) --tail_;
+        needs_[tail_ & mask()] = need;
+        frames_[tail_ & mask()] = frame;
+        ++tail_;
+    }
+    double held() const { return head_ == tail_ ? 1.0 : needs_[head_ & mask()]; }
+
+    double step(double hold) {
+        released_ = hold < released_ ? hold : released_ + (1.0 - release_) * (hold - released_);
+        if (hold == 1.0 && released_ > 1.0 - 1e-9) released_ = 1.0;  // the tail of the release
+        double& oldest = ramp_[rampAt_];
+        rampBelow_ += (released_ < 1.0) - (oldest < 1.0);
+        sum_ += released_ - oldest;
+        oldest = released_;
+        if (++rampAt_ == attack_) rampAt_ = 0;
+        if (rampBelow_ == 0) sum_ = double(attack_);  // no drift once the ramp is back at unity
+        return std::min(sum_ / double(attack_), 1.0);
+    }
+
+    std::size_t mask() const { return capacity_ - 1; }
+
+    double aim_;
+    std::size_t attack_;
+    double release_;
+    std::size_t window_, capacity_;
+    std::vector<double> needs_;
+    std::vector<std::size_t> frames_;
+    std::size_t head_ = 0, tail_ = 0;
+    std::vector<double> ramp_;  // the released gains of the last `attack_` frames
+    std::size_t rampAt_ = 0, rampBelow_ = 0;
+    double released_ = 1.0;
+    double sum_;
 };
 
-// 1 ms to pull the gain down, 80 ms to let it back up.
-Smoothing smoothingFor(double fs) { return {std::exp(-1.0 / (fs * 0.001)), std::exp(-1.0 / (fs * 0.08))}; }
-
-// Rounded to float: the curve is kept as float, one per frame.
+// y·gain clamped, from `src` into `dst` (which may be `src`), delayed by D frames. Blocks run
+// from the end backwards and each block's delayed input is computed into `y` first, so in
+// place nothing is read after it was overwritten.
 __attribute__((target_clones("arch=x86-64-v3", "default")))
-void targetGains(const double* peak, double scale, double c, std::size_t n, float* g) noexcept {
+void gainBlock(const float* src, const float* gain, double gainLin, float h, std::size_t n, float* y) noexcept {
     for (std::size_t j = 0; j < n; ++j) {
-        const double p = scale * peak[j];
-        g[j] = p > c ? float(c / p) : 1.0f;
+        const float v = float(gainLin * double(src[j])) * gain[j];
+        y[j] = v < -h ? -h : (v > h ? h : v);
     }
 }
 
-// The limiter's per-frame peak is that of the float-scaled samples; rounding is monotonic, so
-// it is the scaled float of the loudest unscaled sample.
-__attribute__((target_clones("arch=x86-64-v3", "default")))
-void scaledFloatPeaks(double* peak, double gainLin, std::size_t n) noexcept {
-    for (std::size_t j = 0; j < n; ++j) peak[j] = double(float(gainLin * peak[j]));
-}
-
-// In place over one chunk, the state passed on to the next: sequential by nature, so it is
-// kept apart from the vectorised passes around it.
-__attribute__((target_clones("arch=x86-64-v3", "default")))
-double smooth(float* g, std::size_t n, double s, Smoothing k) noexcept {
-    const double aA = k.attack, aR = k.release;
-    for (std::size_t j = 0; j < n; ++j) {
-        const double t = g[j];
-        s = (s - t) * (s > t ? aA : aR) + t;
-        g[j] = float(s);
-    }
-    return s;
-}
-
-__attribute__((target_clones("arch=x86-64-v3", "default")))
-double smoothMinimum(const float* g, std::size_t n, double& s, Smoothing k) noexcept {
-    const double aA = k.attack, aR = k.release;
-    double st = s, lowest = 1.0;
-    for (std::size_t j = 0; j < n; ++j) {
-        const double t = g[j];
-        st = (st - t) * (st > t ? aA : aR) + t;
-        lowest = st < lowest ? st : lowest;
-    }
-    s = st;
-    return lowest;
-}
-
-// y is the block's delayed, scaled input, copied out so an in-place run cannot overwrite it
-// before it is read.
-__attribute__((target_clones("arch=x86-64-v3", "default")))
-void applyBlock(const float* y, const float* s, float* dst, std::size_t n, float h) noexcept {
-    for (std::size_t j = 0; j < n; ++j) {
-        const float v = y[j] * s[j];
-        dst[j] = v < -h ? -h : (v > h ? h : v);
-    }
-}
-
-__attribute__((target_clones("arch=x86-64-v3", "default")))
-void scaleInto(const float* src, double gainLin, std::size_t n, float* y) noexcept {
-    for (std::size_t j = 0; j < n; ++j) y[j] = float(gainLin * double(src[j]));
-}
-
-// One channel from `src` into `dst`, which may be the same array. Blocks run from the end
-// backwards and each block's delayed input is copied out first, so in place nothing is read
-// after it was overwritten.
-void limitChannel(const float* src, float* dst, std::size_t n, std::size_t D, double gainLin, const float* s,
+void limitChannel(const float* src, float* dst, std::size_t n, std::size_t D, double gainLin, const float* gain,
                   float h, float* y) noexcept {
     constexpr std::size_t B = linked::chunkFrames;
     std::size_t hi = n;
     while (hi > 0) {
         const std::size_t lo = hi > B ? hi - B : 0;
-        // Frames [lo, hi) read inputs [lo − D, hi − D); those before the start are silence.
+        // Output frames [lo, hi) carry input frames [lo − D, hi − D); those before the start are silence.
         const std::size_t silent = std::min(hi, std::max(lo, D)) - lo;
         std::fill(y, y + silent, 0.0f);
-        if (hi > lo + silent) scaleInto(src + (lo + silent - D), gainLin, hi - lo - silent, y + silent);
-        applyBlock(y, s + lo, dst + lo, hi - lo, h);
+        if (hi > lo + silent)
+            gainBlock(src + (lo + silent - D), gain + (lo + silent - D), gainLin, h, hi - lo - silent, y + silent);
+        std::copy(y, y + (hi - lo), dst + lo);
         hi = lo;
     }
 }
 
+double releaseCoefficient(double fs) { return std::exp(-1.0 / (fs * 0.08)); }
+
 // The whole curve comes before any output, so in place the detector still sees the input.
-std::unique_ptr<float[]> gainCurve(const Channels& channels, double fs, double gainLin, double c) {
+std::unique_ptr<float[]> gainCurve(const Channels& channels, double fs, double gainLin, double aimLin) {
     const std::size_t n = linked::frameCount(channels);
-    auto s = linked::newCurve(n);
-    std::vector<double> peak(linked::chunkFrames);
-    const Smoothing k = smoothingFor(fs);
-    double state = 1.0;
-    for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
-        const std::size_t len = std::min(linked::chunkFrames, n - begin);
-        linked::framePeaks(channels, begin, len, 0.0, peak.data());
-        scaledFloatPeaks(peak.data(), gainLin, len);
-        targetGains(peak.data(), 1.0, c, len, s.get() + begin);
-        state = smooth(s.get() + begin, len, state, k);
-    }
-    return s;
+    auto curve = linked::newCurve(n);
+    limiterReadings(channels, gainLin, aimLin, curve.get());
+    GainShaper(aimLin, limiterAttackFrames(fs), releaseCoefficient(fs)).run(curve.get(), n);
+    return curve;
 }
 
 void limit(const Channels& in, Channels& out, double fs, double gainLin, double ceilingDB, double extraDB) {
     const std::size_t n = linked::frameCount(in);
     if (n == 0) return;
-    const double c = std::pow(10.0, (ceilingDB - limiterMarginDB - extraDB) / 20.0);
+    const double aim = std::pow(10.0, (ceilingDB - limiterMarginDB - extraDB) / 20.0);
     const float h = float(std::pow(10.0, (ceilingDB - extraDB) / 20.0));
     const std::size_t D = limiterDelayFrames(fs);
-    const auto s = gainCurve(in, fs, gainLin, c);
+    const auto gain = gainCurve(in, fs, gainLin, aim);
     std::vector<std::vector<float>> scratch(in.size(), std::vector<float>(linked::chunkFrames));
     parallelFor(in.size(), [&](std::size_t ch) {
-        limitChannel(in[ch].data(), out[ch].data(), n, D, gainLin, s.get(), h, scratch[ch].data());
+        limitChannel(in[ch].data(), out[ch].data(), n, D, gainLin, gain.get(), h, scratch[ch].data());
     });
 }
 
 }  // namespace
 
-std::size_t limiterDelayFrames(double fs) { return std::max<std::size_t>(std::size_t(std::llround(fs * 0.0015)), 1); }
+std::size_t limiterAttackFrames(double fs) { return std::max<std::size_t>(std::size_t(std::llround(fs * 0.001)), 1); }
 
-double plannedLimiterReduction(const Channels& channels, double fs, double gainLin, double ceilingDB) {
-    const std::size_t n = linked::frameCount(channels);
-    if (n == 0) return 0.0;
-    const double c = std::pow(10.0, (ceilingDB - limiterMarginDB) / 20.0);
-    const Smoothing k = smoothingFor(fs);
-    std::vector<double> peak(linked::chunkFrames);
-    std::vector<float> g(linked::chunkFrames);
-    double state = 1.0, lowest = 1.0;
-    for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
-        const std::size_t len = std::min(linked::chunkFrames, n - begin);
-        linked::framePeaks(channels, begin, len, 0.0, peak.data());
-        targetGains(peak.data(), gainLin, c, len, g.data());
-        lowest = std::min(lowest, smoothMinimum(g.data(), len, state, k));
-    }
-    return lowest >= 1.0 ? 0.0 : -20.0 * std::log10(lowest);
+std::size_t limiterDelayFrames(double fs) {
+    const std::size_t lookAhead = std::max<std::size_t>(std::size_t(std::llround(fs * 0.0015)), 1);
+    // The last frame of a hold lies holdReach after its crest, whose samples reach
+    // LimiterDetector::lookAhead further.
+    return std::max(lookAhead, limiterAttackFrames(fs) - 1 + holdReach + LimiterDetector::lookAhead);
+}
+
+double limiterDetectorPeak(const Channels& channels) { return limiterPeakReading(channels, 1.0); }
+
+double plannedLimiterReduction(const Channels& channels, double, double gainLin, double ceilingDB) {
+    if (linked::frameCount(channels) == 0) return 0.0;
+    const double aim = std::pow(10.0, (ceilingDB - limiterMarginDB) / 20.0);
+    const double peak = limiterPeakReading(channels, gainLin);
+    return peak > aim ? 20.0 * std::log10(peak / aim) : 0.0;
 }
 
 Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB, double extraHeadroomDB) {

@@ -35,6 +35,14 @@ extern const double truePeakFilter[truePeakTaps];
 // readable (the previous samples, or zeros at the start of the channel).
 double truePeakRun(const double* x, std::size_t n) noexcept;
 
+// The interpolated part of the same reading, sample by sample: out[i] = max over the four
+// phases of |y_q[i]|. The phases at i fall between x[i − 6] and x[i − 5] (the filter's delay is
+// 5.875 samples), so a caller that needs the reading around frame k looks at out[k + 5] and
+// out[k + 6]. x[-11 … -1] must be readable, as for truePeakRun.
+void truePeakEnvelope(const double* x, std::size_t n, double* out) noexcept;
+// Frames from a frame to the interpolated points that lie after it.
+inline constexpr std::size_t truePeakEnvelopeDelay = 6;
+
 // Sum of x[i]² in double.
 double sumOfSquares(const float* x, std::size_t n) noexcept;
 

@@ -69,6 +69,40 @@ double truePeakRun(const double* x, std::size_t n) noexcept {
     return peak;
 }
 
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+void truePeakEnvelope(const double* x, std::size_t n, double* out) noexcept {
+    const double* h = truePeakFilter;
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        v4d p0 = {0, 0, 0, 0}, p1 = p0, p2 = p0, p3 = p0;
+        for (int j = 0; j < 12; ++j) {
+            v4d xv;
+            std::memcpy(&xv, x + i - j, sizeof xv);
+            p0 += h[4 * j + 0] * xv;
+            p1 += h[4 * j + 1] * xv;
+            p2 += h[4 * j + 2] * xv;
+            p3 += h[4 * j + 3] * xv;
+        }
+        p0 = VELMORA_ABS(p0);
+        p1 = VELMORA_ABS(p1);
+        p2 = VELMORA_ABS(p2);
+        p3 = VELMORA_ABS(p3);
+        p0 = VELMORA_MAX(p0, p1);
+        p2 = VELMORA_MAX(p2, p3);
+        p0 = VELMORA_MAX(p0, p2);
+        std::memcpy(out + i, &p0, sizeof p0);
+    }
+    for (; i < n; ++i) {
+        double peak = 0.0;
+        for (int q = 0; q < 4; ++q) {
+            double acc = 0.0;
+            for (int j = 0; j < 12; ++j) acc += h[4 * j + q] * x[std::ptrdiff_t(i) - j];
+            peak = std::max(peak, std::fabs(acc));
+        }
+        out[i] = peak;
+    }
+}
+
 }  // namespace kernels
 
 double TruePeakMeter::peak() const { return std::max(peak_, 1e-12); }

@@ -1,0 +1,135 @@
+#include "mastering/LimiterDetector.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "mastering/LinkedGain.h"
+#include "measurement/Kernels.h"
+#include "measurement/WorkerPool.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::size_t history = kernels::truePeakHistory;
+
+// How far an interpolated value can stand over the samples that make it: the largest sum of
+// |taps| of one phase. A chunk whose samples stay under floor / this cannot read at floor.
+double interpolationGainBound() {
+    static const double bound = [] {
+        double worst = 0.0;
+        for (int q = 0; q < 4; ++q) {
+            double sum = 0.0;
+            for (int j = 0; j < 12; ++j) sum += std::fabs(kernels::truePeakFilter[4 * j + q]);
+            worst = std::max(worst, sum);
+        }
+        return worst;
+    }();
+    return bound;
+}
+
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+double scaleRun(const float* x, std::size_t n, double gainLin, double* out) noexcept {
+    double peak = 0.0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const double v = double(float(gainLin * double(x[i])));
+        out[i] = v;
+        const double a = std::fabs(v);
+        peak = a > peak ? a : peak;
+    }
+    return peak;
+}
+
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+void mergeSamples(const double* x, std::size_t n, float* out) noexcept {
+    for (std::size_t i = 0; i < n; ++i) {
+        const float a = float(std::fabs(x[i]));
+        out[i] = a > out[i] ? a : out[i];
+    }
+}
+
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+void mergeReadings(const double* x, const double* interpolated, std::size_t n, float* out) noexcept {
+    for (std::size_t i = 0; i < n; ++i) {
+        const double a = std::fabs(x[i]);
+        const double m = interpolated[i] > a ? interpolated[i] : a;
+        // Rounded up so the stored reading is never under the double it stands for.
+        float f = float(m);
+        if (double(f) < m) f = std::nextafter(f, 2.0f);
+        out[i] = f > out[i] ? f : out[i];
+    }
+}
+
+// Splits frames [0, frames) into one span per thread, each a multiple of the chunk.
+template <typename Fn>
+void overTime(std::size_t frames, Fn&& fn) {
+    const std::size_t threads = std::max<std::size_t>(1, WorkerPool::threadsFor(frames / (8 * LimiterDetector::chunkFrames) + 1));
+    const std::size_t chunks = (frames + LimiterDetector::chunkFrames - 1) / LimiterDetector::chunkFrames;
+    const std::size_t perThread = (chunks + threads - 1) / threads * LimiterDetector::chunkFrames;
+    parallelFor(threads, [&](std::size_t t) {
+        const std::size_t begin = std::min(frames, t * perThread), end = std::min(frames, begin + perThread);
+        fn(t, begin, end);
+    });
+}
+
+}  // namespace
+
+LimiterDetector::LimiterDetector()
+    : samples_(history + chunkFrames + lookAhead, 0.0), interpolated_(chunkFrames, 0.0) {}
+
+void LimiterDetector::readings(const Channels& channels, std::size_t begin, std::size_t n, double gainLin,
+                               double floorLin, float* out) noexcept {
+    const double bound = interpolationGainBound();
+    while (n > 0) {
+        const std::size_t m = std::min(n, chunkFrames);
+        std::fill(out, out + m, 0.0f);
+        for (const auto& channel : channels) {
+            const std::size_t frames = channel.size();
+            // samples_[history + i] holds frame begin + i, for i from −11 to m + 6.
+            const std::size_t from = begin >= history ? begin - history : 0;
+            const std::size_t to = std::min(frames, begin + m + lookAhead);
+            double* x = samples_.data() + history;
+            const std::size_t lead = history - (begin - from);
+            std::fill(samples_.begin(), samples_.begin() + std::ptrdiff_t(lead), 0.0);
+            double peak = 0.0;
+            if (to > from) peak = scaleRun(channel.data() + from, to - from, gainLin, samples_.data() + lead);
+            const std::size_t filled = lead + (to > from ? to - from : 0);
+            std::fill(samples_.begin() + std::ptrdiff_t(filled), samples_.end(), 0.0);
+            if (peak * bound < floorLin) {
+                mergeSamples(x, m, out);
+                continue;
+            }
+            // The values between x[i] and x[i + 1] come out of the kernel at i + 6.
+            kernels::truePeakEnvelope(x + lookAhead, m, interpolated_.data());
+            mergeReadings(x, interpolated_.data(), m, out);
+        }
+        begin += m;
+        out += m;
+        n -= m;
+    }
+}
+
+void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out) {
+    overTime(linked::frameCount(channels), [&](std::size_t, std::size_t begin, std::size_t end) {
+        LimiterDetector detector;
+        detector.readings(channels, begin, end - begin, gainLin, floorLin, out + begin);
+    });
+}
+
+double limiterPeakReading(const Channels& channels, double gainLin) {
+    std::vector<float> peaks(WorkerPool::threadsFor(~std::size_t(0)) + 1, 0.0f);
+    overTime(linked::frameCount(channels), [&](std::size_t t, std::size_t begin, std::size_t end) {
+        LimiterDetector detector;
+        std::vector<float> chunk(LimiterDetector::chunkFrames);
+        float peak = 0.0f;
+        for (std::size_t at = begin; at < end; at += chunk.size()) {
+            const std::size_t m = std::min(chunk.size(), end - at);
+            detector.readings(channels, at, m, gainLin, 0.0, chunk.data());
+            peak = std::max(peak, *std::max_element(chunk.begin(), chunk.begin() + std::ptrdiff_t(m)));
+        }
+        peaks[t] = peak;
+    });
+    return *std::max_element(peaks.begin(), peaks.end());
+}
+
+}  // namespace velmora

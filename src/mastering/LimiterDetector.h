@@ -1,0 +1,41 @@
+#pragma once
+// What the true-peak limiter sees of each frame: the largest |sample| and 4× interpolated
+// value over all channels, where the interpolated values between frame k and k + 1 count for
+// frame k. The same interpolation as the measurement's true peak, so a limiter that keeps
+// every frame's reading under its aim keeps the measured true peak there too.
+#include <cstddef>
+#include <vector>
+
+#include "measurement/LoudnessEngine.h"
+
+namespace velmora {
+
+class LimiterDetector {
+public:
+    // Frames the detector reads beyond the ones it reports: the interpolated values after
+    // frame k come from samples up to k + 6.
+    static constexpr std::size_t lookAhead = 6;
+    static constexpr std::size_t chunkFrames = 4096;
+
+    // Allocates its scratch: one detector per thread.
+    LimiterDetector();
+
+    // out[i] = reading of frame begin + i of the channels scaled by gainLin (each sample rounded
+    // to float as the limiter scales it), for i < n; samples outside the channels are silence.
+    // Readings that cannot reach `floorLin` may be reported as the plain sample peak, which is
+    // all a caller comparing with a level at or above floorLin needs. Never allocates.
+    void readings(const Channels& channels, std::size_t begin, std::size_t n, double gainLin, double floorLin,
+                  float* out) noexcept;
+
+private:
+    std::vector<double> samples_;  // one channel's samples from begin − 11 to begin + n + 6
+    std::vector<double> interpolated_;
+};
+
+// The limiter's readings of frames [0, frames) into `out`, split over threads by time.
+void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out);
+
+// The largest reading of the whole buffer, split over threads by time.
+double limiterPeakReading(const Channels& channels, double gainLin);
+
+}  // namespace velmora
