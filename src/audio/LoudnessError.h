@@ -17,6 +17,11 @@ struct LoudnessError {
         cannotWrite,
         diskAccess,
         tooLarge,
+        // Writing failures that are not the disk's doing.
+        sameAsSource,
+        outputTooLargeForAiff,
+        rateConversion,
+        nothingToWrite,
     };
     Code code;
     int channelCount = 0;  // payload of tooManyChannels only

@@ -28,6 +28,7 @@ double TruePeakObserver::truePeakDB() const {
 namespace {
 
 const LoudnessError cannotWrite{LoudnessError::Code::cannotWrite};
+const LoudnessError rateConversion{LoudnessError::Code::rateConversion};
 constexpr std::size_t chunkFrames = 65536;
 // Past this the 32-bit sizes of RIFF and AIFF chunks overflow.
 constexpr std::uint64_t maxClassicDataBytes = 0xFFFFFFFFull - 65536;
@@ -112,10 +113,11 @@ struct RawWriter {
     static constexpr std::size_t writebackBytes = std::size_t(32) << 20;
 };
 
-bool writeConverted(const std::vector<const float*>& input, std::size_t frames, double inputRate, double outputRate,
-                    std::size_t outputFrames, BlockEncoder& sink) {
+// Nothing when every sample reached the file, else why not.
+std::optional<LoudnessError> writeConverted(const std::vector<const float*>& input, std::size_t frames, double inputRate,
+                                            double outputRate, std::size_t outputFrames, BlockEncoder& sink) {
     RateConverter converter(input.size(), inputRate, outputRate, chunkFrames);
-    if (!converter.valid()) return false;
+    if (!converter.valid()) return rateConversion;
     std::vector<const float*> chunk(input.size());
     std::size_t position = 0, emitted = 0, started = 0;
     auto startNext = [&] {
@@ -127,13 +129,13 @@ bool writeConverted(const std::vector<const float*>& input, std::size_t frames, 
     startNext();
     for (;;) {
         const std::optional<std::size_t> made = converter.finish();
-        if (!made) return false;
+        if (!made) return rateConversion;
         const bool done = started == 0 && *made == 0;
         const float* const* out = converter.output();
         if (!done) startNext();
         // The converters' tail may round the length either way; the file gets the exact one.
         const std::size_t n = std::min(*made, outputFrames - emitted);
-        if (n > 0 && !sink.push(out, n)) return false;
+        if (n > 0 && !sink.push(out, n)) return cannotWrite;
         emitted += n;
         if (done) break;
     }
@@ -142,11 +144,11 @@ bool writeConverted(const std::vector<const float*>& input, std::size_t frames, 
         const std::vector<const float*> zeros(input.size(), silence.data());
         while (emitted < outputFrames) {
             const std::size_t n = std::min(BlockEncoder::blockFrames, outputFrames - emitted);
-            if (!sink.push(zeros.data(), n)) return false;
+            if (!sink.push(zeros.data(), n)) return cannotWrite;
             emitted += n;
         }
     }
-    return true;
+    return std::nullopt;
 }
 
 bool sameFile(const std::string& a, const std::string& b) {
@@ -168,16 +170,24 @@ int sndfileFormat(FileFormat format, BitDepth depth, bool declaresLayout, std::u
 
 }  // namespace
 
+std::vector<std::size_t> fileChannelOrder(std::size_t channels, const WriteRequest& request) {
+    const FileFormat format = request.format.value_or(formatForPath(request.destination));
+    return planChannels(channels, request.layout ? request.layout : defaultLayout(channels), format).order;
+}
+
 Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, const WriteRequest& request,
                                   SampleObserver* observer) {
-    if (channels.empty() || channels[0].empty() || request.destination.empty()) return cannotWrite;
+    const LoudnessError nothingToWrite{LoudnessError::Code::nothingToWrite};
+    if (channels.empty() || channels[0].empty()) return nothingToWrite;
+    if (request.destination.empty()) return cannotWrite;
     const std::size_t count = channels.size(), frames = channels[0].size();
     if (count > 1024 || std::any_of(channels.begin(), channels.end(), [&](auto& c) { return c.size() != frames; }))
-        return cannotWrite;
+        return nothingToWrite;
     const double targetRate = resolveOutputRate(request.outputRate, sampleRate);
-    if (!(sampleRate >= 1.0 && sampleRate < INT_MAX && targetRate >= 1.0 && targetRate < INT_MAX)) return cannotWrite;
-    if (request.layout && !request.layout->empty() && request.layout->size() != count) return cannotWrite;
-    if (!request.sourcePath.empty() && sameFile(request.destination, request.sourcePath)) return cannotWrite;
+    if (!(sampleRate >= 1.0 && sampleRate < INT_MAX && targetRate >= 1.0 && targetRate < INT_MAX)) return rateConversion;
+    if (request.layout && !request.layout->empty() && request.layout->size() != count) return nothingToWrite;
+    if (!request.sourcePath.empty() && sameFile(request.destination, request.sourcePath))
+        return LoudnessError{LoudnessError::Code::sameAsSource};
 
     const bool convert = std::fabs(targetRate - sampleRate) >= 0.5;
     const double fileRate = std::round(convert ? targetRate : sampleRate);
@@ -186,7 +196,8 @@ Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, c
     const FileFormat format = request.format.value_or(formatForPath(request.destination));
     const ChannelPlan plan = planChannels(count, request.layout ? request.layout : defaultLayout(count), format);
     const std::uint64_t dataBytes = std::uint64_t(outputFrames) * count * std::uint64_t(bits(request.depth) / 8);
-    if (format == FileFormat::aiff && dataBytes > maxClassicDataBytes) return cannotWrite;
+    if (format == FileFormat::aiff && dataBytes > maxClassicDataBytes)
+        return LoudnessError{LoudnessError::Code::outputTooLargeForAiff};
 
     Expected<PendingFile> pending = PendingFile::create(request.destination);
     if (!pending) return pending.error();
@@ -217,17 +228,17 @@ Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, c
 
     std::vector<const float*> input(count);
     for (std::size_t c = 0; c < count; ++c) input[c] = channels[plan.order[c]].data();
-    bool ok;
+    std::optional<LoudnessError> failure;
     {
         RawWriter raw{file.get(), *pending};
         BlockEncoder sink(count, request.depth, format == FileFormat::aiff, observer, &RawWriter::write, &raw);
-        ok = convert ? writeConverted(input, frames, sampleRate, targetRate, outputFrames, sink)
-                     : sink.push(input.data(), frames);
-        ok = ok && sink.finish();
+        if (convert) failure = writeConverted(input, frames, sampleRate, targetRate, outputFrames, sink);
+        else if (!sink.push(input.data(), frames)) failure = cannotWrite;
+        if (!failure && !sink.finish()) failure = cannotWrite;
     }
-    ok = sf_error(file.get()) == SF_ERR_NO_ERROR && ok;
-    ok = sf_close(file.release()) == 0 && ok;
-    if (!ok) return cannotWrite;
+    if (sf_error(file.get()) != SF_ERR_NO_ERROR && !failure) failure = cannotWrite;
+    if (sf_close(file.release()) != 0 && !failure) failure = cannotWrite;
+    if (failure) return *failure;
     const bool accepted = !observer || observer->acceptWrite();
     if (accepted)
         if (std::optional<LoudnessError> error = pending->commit()) return *error;

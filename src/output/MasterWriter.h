@@ -62,6 +62,10 @@ struct WriteReport {
     bool committed = false;  // false when the observer refused the file: nothing was replaced
 };
 
+// The buffer channel stored in each file channel, as writeMaster stores them: WAV keeps its
+// speakers in the order of their bits.
+std::vector<std::size_t> fileChannelOrder(std::size_t channels, const WriteRequest& request);
+
 // Missing destination folder, a destination that is the source, full disk or any write error:
 // cannotWrite; a folder that refuses access: diskAccess. On failure nothing is left behind and
 // an existing file at the destination is untouched; on success it is replaced.
