@@ -31,6 +31,8 @@ std::string destinationFor(const std::string& source, const MasterOptions& o, Fi
     std::error_code ec;
     const bool folder = fs::is_directory(o.output, ec) || o.output.ends_with('/');
     if (!folder) return o.output;
+    // "-o out/" names a folder to deliver into, as batch does: made when missing.
+    fs::create_directories(o.output, ec);
     const std::string name = fs::path(source).stem().string() + (o.mode == ProcessMode::conform ? "_corrige" : "_master") +
                              "_" + formatG(o.targetLUFS) + "LUFS." + std::string(extension(format));
     return (fs::path(o.output) / name).string();
@@ -95,6 +97,7 @@ int runMaster(Args& args) {
               << formatOneDecimal(o.ceilingDB) << " dBTP)\n";
     std::cout << "Enregistré : " << std::filesystem::path(d.written.path).filename().string() << " · "
               << oneDecimalOrDash(d.after.integratedLUFS) << " LUFS\n";
+    if (d.targetMissedLUFS) std::cout << targetMissedText(*d.targetMissedLUFS) << '\n';
     return 0;
 }
 

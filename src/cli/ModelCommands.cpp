@@ -14,6 +14,7 @@
 #include "cli/Settings.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
+#include "output/MasterDelivery.h"
 
 namespace velmora::cli {
 
@@ -169,7 +170,10 @@ int runBatch(Args& args) {
         const FileItem* item = model.item(id);
         if (!item || (item->status != status::mastered && item->status != status::failed)) return;
         progress.finish();
-        std::cout << item->name.toStdString() << " : " << item->status.toStdString() << '\n';
+        std::cout << item->name.toStdString() << " : " << item->status.toStdString();
+        if (item->status == status::mastered && item->targetMissedLUFS)
+            std::cout << " · " << targetMissedText(*item->targetMissedLUFS);
+        std::cout << '\n';
     });
     model.exportBatch();
     waitUntilIdle(model);

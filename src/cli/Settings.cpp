@@ -41,6 +41,7 @@ MeasureOptions parseMeasureOptions(Args& args) {
     if (auto v = args.option("--gating")) o.gating = parseGating(*v);
     if (auto v = args.option("--norm")) {
         o.norm = parseInt(*v, "--norm");
+        o.normGiven = true;
         if (o.norm < 0 || o.norm >= int(presets().size()))
             throw UsageError("--norm: expected an index from 0 to " + std::to_string(presets().size() - 1) +
                              " (see velmora-cli norms)");
@@ -74,7 +75,13 @@ MasterOptions parseMasterOptions(Args& args, const std::string& command) {
     else if (auto w = args.option("--output")) o.output = *w;
     else throw UsageError(command + ": -o OUT is required");
     if (auto v = args.option("--target")) o.targetLUFS = parseDouble(*v, "--target");
-    if (auto v = args.option("--ceiling")) o.ceilingDB = parseDouble(*v, "--ceiling");
+    if (auto v = args.option("--ceiling")) {
+        // A norm that fixes its ceiling is delivered to it or not at all: a master for it with
+        // another ceiling would carry the norm's name without meeting it.
+        if (o.measure.normGiven && norm.ceilingLocked)
+            throw UsageError("Plafond imposé par la norme du preset (non modifiable).");
+        o.ceilingDB = parseDouble(*v, "--ceiling");
+    }
     if (!(o.targetLUFS > -70.0 && o.targetLUFS < 0.0)) throw UsageError("--target: expected a loudness between -70 and 0 LUFS");
     if (!(o.ceilingDB >= -20.0 && o.ceilingDB <= 0.0)) throw UsageError("--ceiling: expected a ceiling between -20 and 0 dBTP");
     if (auto v = args.option("--mode")) {

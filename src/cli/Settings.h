@@ -12,6 +12,7 @@ struct MeasureOptions {
     ChannelOrder order = ChannelOrder::smpte;
     GatingMode gating = GatingMode::autoMode;
     int norm = 0;
+    bool normGiven = false;  // --norm was on the command line, not left at its default
 };
 
 MeasureOptions parseMeasureOptions(Args& args);

@@ -53,6 +53,7 @@ struct FileItem {
     std::vector<ChannelEnergy> channelEnergies;
     std::optional<InversionWarning> inversionWarning;
     double protectionAppliedDB = 0;
+    std::optional<double> targetMissedLUFS;  // of the last master made from it, see DeliveryReport
     std::vector<NormCheck> multiNormDiagnosis;
     std::vector<float> waveformPeaks;
     std::vector<float> spectrumBins;

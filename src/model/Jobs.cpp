@@ -27,6 +27,12 @@ std::optional<SpeakerLayout> layoutFor(std::size_t channelCount, ChannelOrder or
     return std::nullopt;
 }
 
+QString targetMissedStatus(double lufs) { return QString::fromStdString(targetMissedText(lufs)); }
+
+QString multiMasterStep(int current, int total, const QString& label) {
+    return QStringLiteral("Multi-Master %1/%2 · %3").arg(current).arg(total).arg(label);
+}
+
 bool measuredAndFinite(const FileItem* item) {
     return item && item->hasAudio() && item->measured && std::isfinite(item->measured->integratedLUFS);
 }
@@ -103,11 +109,12 @@ void Model::saveMaster() {
         auto delivered = deliverMaster(*channels, fs, weights, request,
                                        [this](double f) { postProgress(f, &Model::setBatchCurrent); });
         QString status;
-        if (delivered)
+        if (delivered) {
             status = QStringLiteral("Enregistré : %1 · %2 LUFS")
                          .arg(QFileInfo(QString::fromStdString(delivered->written.path)).fileName(),
                               oneDecimal(delivered->after.integratedLUFS));
-        else
+            if (delivered->targetMissedLUFS) status += " · " + targetMissedStatus(*delivered->targetMissedLUFS);
+        } else
             status = QStringLiteral("Échec enregistrement : ") + QString::fromStdString(delivered.error().message());
         post([this, status] {
             setGlobalStatus(status);
@@ -183,6 +190,7 @@ void Model::exportBatch() {
                         i.measured = outcome.after;
                         i.maxGR = outcome.maxGR;
                         i.protectionAppliedDB = outcome.protectionAppliedDB;
+                        i.targetMissedLUFS = outcome.targetMissedLUFS;
                     }
                 });
                 setBatchDone(batchDone_ + 1);
@@ -248,7 +256,7 @@ void Model::startMultiMaster() {
             post([this, label = QString::fromStdString(p.label)] {
                 setMultiMasterCurrent(multiMasterCurrent_ + 1);
                 setMultiMasterCurrentLabel(label);
-                setGlobalStatus(QStringLiteral("Multi-Master %1/%2 · %3").arg(multiMasterCurrent_).arg(multiMasterTotal_).arg(label));
+                setGlobalStatus(multiMasterStep(multiMasterCurrent_, multiMasterTotal_, label));
             });
             MasterTask task = base;
             task.presetIndex = index;
@@ -264,11 +272,16 @@ void Model::startMultiMaster() {
                 continue;
             }
             ++generated;
-            post([this, id, outcome] {
+            post([this, id, outcome, label = QString::fromStdString(p.label)] {
                 updateItem(id, [&](FileItem& i) {
                     i.maxGR = outcome.maxGR;
                     i.protectionAppliedDB = outcome.protectionAppliedDB;
                 });
+                // The step line is where this norm's master is reported, to the window and to
+                // the command line alike.
+                if (outcome.targetMissedLUFS)
+                    setGlobalStatus(multiMasterStep(multiMasterCurrent_, multiMasterTotal_, label) + " · " +
+                                    targetMissedStatus(*outcome.targetMissedLUFS));
             });
         }
         reports.finish();

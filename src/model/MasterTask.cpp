@@ -53,6 +53,7 @@ ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const
     in.curveStepSeconds = task.curveStep;
     in.beforeShortTerm = task.beforeCurve;
     in.afterShortTerm = d.afterShortTerm;
+    in.targetMissedLUFS = d.targetMissedLUFS;
     return in;
 }
 
@@ -107,6 +108,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     outcome.maxGR = delivered->maxGR;
     outcome.protectionAppliedDB = delivered->protectionAppliedDB;
     outcome.writtenPath = task.destination;
+    outcome.targetMissedLUFS = delivered->targetMissedLUFS;
     if (task.textReport || task.pdfReport) outcome.reportInputs = reportInputs(task, *delivered, task.destination);
     return outcome;
 }

@@ -43,6 +43,7 @@ struct MasterOutcome {
     LoudnessResult after;
     double maxGR = 0, protectionAppliedDB = 0;
     std::string writtenPath;
+    std::optional<double> targetMissedLUFS;  // see DeliveryReport
     std::optional<ReportInputs> reportInputs;  // when the task asks for reports
 };
 

@@ -1,49 +1,150 @@
 #include "output/MasterDelivery.h"
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
+#include "mastering/ProgrammeLoudness.h"
+#include "mastering/LinkedGain.h"
 #include "mastering/Render.h"
+#include "measurement/BandLimitedPeak.h"
 #include "measurement/StreamingMeter.h"
 
 namespace velmora {
 
 namespace {
 
-// Measures the samples as they go into the file: their true peak decides whether the file may
-// replace the destination, so an over never does, and the same pass gives the measurement of
-// the master as written. Channels are measured in parallel while the next block is encoded.
+double toDB(double lin) { return 20.0 * std::log10(std::max(lin, 1e-12)); }
+double fromDB(double db) { return std::pow(10.0, db / 20.0); }
+
+// Measures the samples as they go into the file. Both peak readings decide whether the file may
+// replace the destination, so an over never does; the same pass gives the measurement of the
+// master as written. Channels are measured in parallel while the fine reading runs here.
 class WrittenMeter final : public SampleObserver {
 public:
-    WrittenMeter(std::size_t channels, double sampleRate, std::size_t frames, double ceilingDB) : ceilingDB_(ceilingDB) {
+    using Verdict = std::function<bool(const WrittenMeter&)>;
+
+    WrittenMeter(std::size_t channels, double sampleRate, std::size_t frames, double ceilingDB, Verdict verdict)
+        : verdict_(std::move(verdict)) {
         analyzer_.prepare(channels, sampleRate, frames);
+        // Only crests within 1 dB of the ceiling can cross it on a finer reading.
+        for (std::size_t c = 0; c < channels; ++c) fine_.emplace_back(fromDB(ceilingDB - 1.0));
     }
     void samplesWritten(std::span<const float* const> channels, std::size_t frames) override {
         pointers_.assign(channels.begin(), channels.end());
         analyzer_.feed(pointers_, frames);
+        for (std::size_t c = 0; c < fine_.size(); ++c) fine_[c].process(pointers_[c], frames);
         analyzer_.wait();  // the encoder reuses the block as soon as this returns
     }
-    bool acceptWrite() override { return analyzer_.truePeakDB() <= ceilingDB_; }
+    bool acceptWrite() override {
+        for (auto& meter : fine_) meter.finish();
+        return verdict_(*this);
+    }
+
+    double truePeakDB() const { return analyzer_.truePeakDB(); }
+    double bandLimitedPeakDB() const {
+        double peak = 1e-12;
+        for (const auto& meter : fine_) peak = std::max(peak, meter.peak());
+        return toDB(peak);
+    }
+    // The louder of the two readings.
+    double peakDB() const { return std::max(truePeakDB(), bandLimitedPeakDB()); }
     const LoudnessAnalyzer& analyzer() const { return analyzer_; }
 
 private:
     LoudnessAnalyzer analyzer_;
+    std::vector<BandLimitedPeakMeter> fine_;
     std::vector<const float*> pointers_;
-    double ceilingDB_;
+    Verdict verdict_;
 };
 
-// Bounded: each pass lowers the aim by the measured excess, which converges in one or two.
-constexpr int maxLimiterPasses = 4;
-// Beyond the excess itself, so that rounding in the next conversion cannot land exactly on it.
+// Each retry lowers the aim by the measured excess and this much more, so that the rounding of
+// the next conversion cannot land exactly on the ceiling again.
 constexpr double retryMarginDB = 0.05;
+constexpr int maxLimiterRetries = 3;
+constexpr int maxLoudnessCorrections = 2;
+// The written master reads within ±0.1 LU of the target; corrections aim well inside that.
+constexpr double loudnessToleranceLU = 0.05;
+// More limiting than this to reach a target is no longer a master but a crushed programme.
+constexpr double maxLimiterReductionDB = 12.0;
+
+// Progress that never goes back when a master is made again.
+class Progress {
+public:
+    explicit Progress(const ProgressFn& fn) : fn_(fn) {}
+    void operator()(double f) {
+        if (!fn_ || f <= last_) return;
+        last_ = f;
+        fn_(f);
+    }
+
+private:
+    const ProgressFn& fn_;
+    double last_ = 0.0;
+};
+
+// Finds, in memory at the source rate, the gain whose limited buffer reads a given loudness: a
+// limiter that works hard gives back only part of each dB of gain, so one step by the missed
+// amount falls short. Secant steps on the measured points converge in a few renders, each a
+// limiter pass and a measurement, with no write.
+class GainSearch {
+public:
+    GainSearch(const Channels& beforeLimiter, double fs, std::span<const double> weights, double ceilingDB,
+               double loudestDB)
+        : before_(beforeLimiter), fs_(fs), weights_(weights), ceilingDB_(ceilingDB), loudestDB_(loudestDB) {}
+
+    struct Found {
+        double gainDB;
+        bool capped;  // the loudest gain allowed still reads under the target
+    };
+
+    // The file written at `gainDB` with the limiter `usedExtraDB` lower read `writtenLUFS`. What
+    // conversion and quantisation added to the buffer's own loudness they will add again, so the
+    // buffer must read the target less that; the next write aims `nextExtraDB` lower.
+    Found correct(double gainDB, double usedExtraDB, double writtenLUFS, double targetLUFS, double nextExtraDB) {
+        const double asWritten = loudness(gainDB, usedExtraDB);
+        const double aim = targetLUFS - (writtenLUFS - asWritten);
+        double a = gainDB, Ia = nextExtraDB == usedExtraDB ? asWritten : loudness(a, nextExtraDB);
+        double b = std::min(a + (aim - Ia), loudestDB_), Ib = loudness(b, nextExtraDB);
+        for (int step = 0; step < maxSteps && std::fabs(Ib - aim) > 0.01; ++step) {
+            if (b >= loudestDB_ && Ib < aim) return {loudestDB_, true};
+            if (!std::isfinite(Ia) || !std::isfinite(Ib) || b == a) break;
+            // Never flatter than 0.05 LU per dB: a stalled limiter would send the gain off to infinity.
+            const double slope = std::max((Ib - Ia) / (b - a), 0.05);
+            a = b;
+            Ia = Ib;
+            b = std::min(b + (aim - Ib) / slope, loudestDB_);
+            Ib = loudness(b, nextExtraDB);
+        }
+        return {b, b >= loudestDB_ && Ib < aim - 0.05};
+    }
+
+private:
+    static constexpr int maxSteps = 8;
+
+    double loudness(double gainDB, double extraDB) const {
+        const Channels limited = limitToCeiling(before_, fs_, fromDB(gainDB), ceilingDB_, extraDB);
+        return measureProgramme(limited, fs_, weights_, false).integratedLUFS;
+    }
+
+    const Channels& before_;
+    double fs_;
+    std::span<const double> weights_;
+    double ceilingDB_, loudestDB_;
+};
 
 }  // namespace
 
 Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::span<const double> weights,
-                                       const DeliveryRequest& request, const ProgressFn& progress) {
-    if (progress) progress(0.02);
-    auto rendered = renderMaster(source, request.params, fs, weights, progress);
+                                       const DeliveryRequest& request, const ProgressFn& progressFn) {
+    Progress progress(progressFn);
+    progress(0.02);
+    std::vector<double> fileWeights;  // in the order the file stores the channels
+    for (std::size_t c : fileChannelOrder(source.size(), request.write))
+        fileWeights.push_back(c < weights.size() ? weights[c] : 1.0);
+    auto rendered = renderMaster(source, request.params, fs, weights, [&](double f) { progress(f); });
     const MasterParams& p = request.params;
     const bool neutralChain = !p.eqOn && !p.compOn && !p.teqOn && !p.lraOn && !p.msOn;
     auto plan = planConformance(std::move(rendered.channels), fs, request.targetLUFS, request.ceilingDB, p, weights,
@@ -53,37 +154,67 @@ Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::s
     DeliveryReport report;
     report.maxGR = rendered.maxGR;
     report.protectionAppliedDB = plan->protectionAppliedDB;
-    report.gainDB = 20.0 * std::log10(plan->gainLin);
+    report.limiterPasses = 0;
 
-    Channels limited;
-    for (int pass = 1;; ++pass) {
-        limited = Channels{};  // free the refused attempt before making the next
-        limited = limitToCeiling(plan->beforeLimiter, fs, plan->gainLin, request.ceilingDB, report.extraHeadroomDB);
-        if (progress) progress(0.65);
-        const double outputRate = request.write.outputRate > 0 ? request.write.outputRate : fs;
-        const auto expected = std::size_t(double(limited.empty() ? 0 : limited[0].size()) * outputRate / fs);
-        WrittenMeter meter(limited.size(), outputRate, expected, request.ceilingDB);
+    // The loudest gain the ceiling allows without more than 12 dB of limiting.
+    const double aim = fromDB(request.ceilingDB - limiterMarginDB);
+    const double peak = std::max(limiterDetectorPeak(plan->beforeLimiter), 1e-12);
+    const double loudest = aim * fromDB(maxLimiterReductionDB) / peak;
+    bool capped = plan->gainLin > loudest;
+    double gainDB = toDB(std::min(plan->gainLin, loudest)), extraDB = 0.0, plainCutDB = 0.0;
+    int retries = 0;
+    const double C = request.ceilingDB, T = request.targetLUFS;
+    const double outputRate = request.write.outputRate > 0 ? request.write.outputRate : fs;
+
+    GainSearch search(plan->beforeLimiter, fs, weights, C, toDB(loudest));
+    for (;;) {
+        Channels limited = limitToCeiling(plan->beforeLimiter, fs, fromDB(gainDB), C, extraDB);
+        // The plain cut is linear: what it leaves over the ceiling is rounding, and the file is kept.
+        if (plainCutDB > 0) linked::applyScalar(limited, float(fromDB(-plainCutDB)));
+        progress(0.65);
+        const bool mayCorrect = report.loudnessCorrections < maxLoudnessCorrections && !capped && plainCutDB == 0;
+        bool overs = false, off = false;
+        double writtenLUFS = 0.0;
+        WrittenMeter meter(limited.size(), outputRate, std::size_t(double(linked::frameCount(limited)) * outputRate / fs), C,
+                           [&](const WrittenMeter& m) {
+                               overs = m.peakDB() > C;
+                               writtenLUFS = m.analyzer().result(fileWeights).integratedLUFS;
+                               off = std::isfinite(writtenLUFS) && std::fabs(writtenLUFS - T) > loudnessToleranceLU;
+                               return (!overs || plainCutDB > 0) && (!off || !mayCorrect);
+                           });
         auto written = writeMaster(limited, fs, request.write, &meter);
+        ++report.limiterPasses;
         if (!written) return written.error();
-        report.writtenTruePeakDB = meter.analyzer().truePeakDB();
-        report.limiterPasses = pass;
+        report.writtenTruePeakDB = meter.truePeakDB();
+        report.writtenBandLimitedPeakDB = meter.bandLimitedPeakDB();
         if (written->committed) {
-            if (progress) progress(0.8);
-            // The file may hold the channels in another order than the buffer (WAV's speaker
-            // order): each keeps its own weight.
-            std::vector<double> fileWeights;
-            for (std::size_t source : written->sourceChannels)
-                fileWeights.push_back(source < weights.size() ? weights[source] : 1.0);
             report.after = meter.analyzer().result(fileWeights);
             if (request.shortTermCurveStep > 0)
                 report.afterShortTerm = meter.analyzer().shortTermCurve(fileWeights, request.shortTermCurveStep);
             report.written = std::move(*written);
             break;
         }
-        if (pass == maxLimiterPasses) return LoudnessError{LoudnessError::Code::cannotWrite};
-        report.extraHeadroomDB += report.writtenTruePeakDB - request.ceilingDB + retryMarginDB;
+        limited = Channels{};  // free the refused attempt before making the next
+        const double usedExtraDB = extraDB;
+        if (overs) {
+            // Lower the aim by what came out over; after three tries, cut the same render plainly.
+            const double excess = meter.peakDB() - C + retryMarginDB;
+            if (retries++ < maxLimiterRetries) extraDB += excess;
+            else plainCutDB = excess;
+        }
+        if (off && mayCorrect) {
+            ++report.loudnessCorrections;
+            const auto found = search.correct(gainDB, usedExtraDB, writtenLUFS, T, extraDB);
+            capped = found.capped;
+            gainDB = found.gainDB;
+        }
     }
-    if (progress) progress(1.0);
+    progress(0.8);
+    report.gainDB = gainDB;
+    report.extraHeadroomDB = extraDB + plainCutDB;
+    if (capped && std::fabs(report.after.integratedLUFS - request.targetLUFS) > 0.1)
+        report.targetMissedLUFS = report.after.integratedLUFS;
+    progress(1.0);
     return report;
 }
 

@@ -2,11 +2,18 @@
 // From a decoded programme to a master on disk: the chain, the conformity gain through the
 // limiter, the write, and the "after" measurement.
 //
-// The promise to the user: the 4× true peak of the file as written — after any rate
-// conversion and bit-depth reduction — never exceeds the ceiling. The limiter aims 0.3 dB
-// under it, which is usually enough; when the written samples still come out over, the
-// limiter runs again on the same input with its aim lowered by the excess, and the file is
-// written again. Only a file that keeps the promise replaces the destination.
+// Two promises to the user, both kept on the file as written (after any rate conversion and
+// bit-depth reduction):
+// - its peak stays at or under the ceiling on any meter: the 4× true peak of the measurement,
+//   and a finer band-limited reading around the crests (see BandLimitedPeak.h). The limiter
+//   reads true peaks and aims 0.3 dB under the ceiling, which nearly always suffices; when the
+//   written samples still come out over, the limiter runs again with its aim lowered by the
+//   excess, and after three such retries a plain gain cut takes off whatever remains. A master
+//   is never refused for its peak, and one that would break the promise never replaces a file.
+// - its integrated loudness is the target within ±0.1 LU: when conversion, quantisation or the
+//   limiter moved it, the conformity gain is corrected and the master made again (twice at
+//   most). When the ceiling would need more than 12 dB of limiting to reach the target, the
+//   loudest master it allows is written and the report says the target was missed.
 #include <optional>
 #include <span>
 #include <string>
@@ -37,11 +44,21 @@ struct DeliveryReport {
     double maxGR = 0.0;                 // bus compressor, dB
     double protectionAppliedDB = 0.0;   // 0 when the protection compressor was not inserted
     double gainDB = 0.0;                // conformity gain applied by the limiter
-    double writtenTruePeakDB = -240.0;  // of the samples in the file
+    double writtenTruePeakDB = -240.0;  // 4× reading of the samples in the file
+    double writtenBandLimitedPeakDB = -240.0;  // the fine reading, where the 4× one came near the ceiling
     double extraHeadroomDB = 0.0;       // how far the limiter had to aim under its usual target
-    int limiterPasses = 1;
+    int limiterPasses = 1;              // files written, the last one kept
+    int loudnessCorrections = 0;
     std::vector<double> afterShortTerm;  // of the samples as written, when asked for
+    // Set when the ceiling made the target unreachable without more than 12 dB of limiting:
+    // the loudest master the ceiling allows was written instead, at this integrated loudness.
+    std::optional<double> targetMissedLUFS;
 };
+
+// What every report of a master says when its target was missed (targetMissedLUFS), in French
+// for the status lines and the reports, in English for the English PDF. Locale-free numbers.
+std::string targetMissedText(double lufs);
+std::string targetMissedTextEnglish(double lufs);
 
 // Allocates the rendered copy and the limited copy of the programme (the source stays as it
 // is). Fails with tooQuiet when nothing can be measured, or with the writer's errors; a failure

@@ -8,11 +8,11 @@
 
 namespace velmora {
 
-NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm) {
+NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm, std::optional<double> targetMissedLUFS) {
     const double i = after.integratedLUFS;
     const double tp = after.truePeakDB;
-    const bool integratedOK =
-        std::isfinite(i) && std::abs(i - norm.lufs) <= norm.toleranceLU + displayRoundingMargin;
+    const bool integratedOK = !targetMissedLUFS && std::isfinite(i) &&
+                              std::abs(i - norm.lufs) <= norm.toleranceLU + displayRoundingMargin;
     const bool truePeakOK = std::isfinite(tp) && tp <= norm.ceiling + displayRoundingMargin;
     if (integratedOK && truePeakOK) return {true, "OK"};
     if (truePeakOK) return {false, "Intégrée hors cible"};

@@ -14,7 +14,10 @@ struct NormVerdict {
 };
 
 // Judged on the norm's own target and ceiling, not on the values the user may have overridden.
-NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm);
+// A master whose target the ceiling put out of reach (targetMissedLUFS) has its loudness off
+// target even when it lands inside the tolerance: it is not what was asked for.
+NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm,
+                        std::optional<double> targetMissedLUFS = std::nullopt);
 
 // The publisher's page for the first known norm name in the label; none for norms with no
 // stable public page.

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "norms/Presets.h"
+#include "output/MasterDelivery.h"
 #include "reports/NormReference.h"
 #include "reports/ReportFormat.h"
 #include "reports/TextReport.h"
@@ -231,7 +232,7 @@ std::vector<std::vector<bool>> qrModules(std::string_view url) {
 class PageDrawer {
 public:
     PageDrawer(QPainter& painter, const ReportInputs& inputs, ReportLanguage language)
-        : p_(painter), in_(inputs), w_(language == ReportLanguage::en ? english : french),
+        : p_(painter), in_(inputs), language_(language), w_(language == ReportLanguage::en ? english : french),
           norm_(presetAt(inputs.presetIndex)),
           unit_(norm_.unit == LoudnessUnit::lkfs ? QStringLiteral("LKFS") : QStringLiteral("LUFS")) {}
 
@@ -518,7 +519,7 @@ private:
     }
 
     void verdict() {
-        const NormVerdict v = normVerdict(in_.after, norm_);
+        const NormVerdict v = normVerdict(in_.after, norm_, in_.targetMissedLUFS);
         const QColor colour = v.conform ? passGreen : failRed;
         const QRectF box(marginLeft, y_ + 12, marginRight - marginLeft, 64);
         QColor fill = colour;
@@ -536,6 +537,12 @@ private:
         const std::size_t reason = v.conform ? 0 : v.reason == "Intégrée hors cible" ? 1
                                                : v.reason == "TP au-dessus du plafond" ? 2 : 3;
         text(box.right() - 16, box.top() + 21, qs(w_.reasons[reason]), 9, QFont::DemiBold, colour, Qt::AlignRight);
+        if (in_.targetMissedLUFS) {
+            const double lufs = *in_.targetMissedLUFS;
+            const std::string missed = language_ == ReportLanguage::en ? targetMissedTextEnglish(lufs)
+                                                                       : targetMissedText(lufs);
+            text(box.right() - 16, box.top() + 37.5, qs(missed), 8.5, QFont::Normal, colour, Qt::AlignRight);
+        }
         const QString readings = "I " + withUnit(in_.after.integratedLUFS, unit_) + qs("  ·  ") + "TP " +
                                  withUnit(in_.after.truePeakDB, "dBTP");
         text(box.right() - 16, box.bottom() - 10, readings, 8.5, QFont::Normal, white(0.7), Qt::AlignRight);
@@ -608,6 +615,7 @@ private:
 
     QPainter& p_;
     const ReportInputs& in_;
+    const ReportLanguage language_;
     const Words& w_;
     const Preset& norm_;
     const QString unit_;

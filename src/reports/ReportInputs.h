@@ -32,6 +32,9 @@ struct ReportInputs {
     double maxGR = 0.0;            // bus compressor's largest reduction, dB
     double durationSeconds = 0.0;  // of the master; 0 when it has no frames
     std::string date;              // "dd/MM/yyyy HH:mm" local time; empty means now
+    // The integrated loudness written instead of the target, when the ceiling put the target
+    // out of reach (DeliveryReport::targetMissedLUFS); such a master is never called conform.
+    std::optional<double> targetMissedLUFS;
 
     // Short-term loudness (3 s window) of the source and of the master, one value every
     // curveStepSeconds from the start; -inf where nothing can be measured. Empty: no graph.

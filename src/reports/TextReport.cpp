@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "norms/PADCheck.h"
+#include "output/MasterDelivery.h"
 #include "reports/ReportFormat.h"
 
 namespace velmora {
@@ -144,6 +145,7 @@ std::string makeTextReport(const ReportInputs& in) {
               "LU");
     r.measure("PSR (TP - S max)", difference(b.truePeakDB, b.shortTermMax), difference(a.truePeakDB, a.shortTermMax),
               "LU");
+    if (in.targetMissedLUFS) r.add(targetMissedText(*in.targetMissedLUFS));
 
     if (in.durationSeconds > 0) {
         const PADCheck pad =

@@ -7,6 +7,7 @@
 #include <numbers>
 #include <random>
 
+#include "support/ProgrammeMaterial.h"
 #include "support/TestSupport.h"
 
 using namespace velmora::test;
@@ -82,6 +83,21 @@ TEST(MasterCommand, FolderOutputGetsTheProposedNameAndLandsOnTarget) {
     EXPECT_NEAR(jsonNumber(a.out, "integratedLUFS"), -16.5, 0.1) << a.out;
 }
 
+// The loud norm on dense material written at another rate, into a folder made for it: the file
+// lands on −9 LUFS and under −1 dBTP as the analyser reads it back.
+TEST(MasterCommand, LoudMasterOfDenseMaterialLandsOnTargetUnderTheCeiling) {
+    ScratchDir dir;
+    writeFloatWav(dir / "dense.wav", programme(Material::dense, 44100, 8.0), 44100);
+    const auto r = runCommand(cli + " master " + shellQuote((dir / "dense.wav").string()) + " -o " +
+                              shellQuote((dir / "out").string() + "/") + " --norm 20 --rate 48000");
+    ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
+    const auto a = runCommand(cli + " analyse --json " + shellQuote((dir / "out" / "dense_master_-9LUFS.wav").string()));
+    ASSERT_EQ(a.exitCode, 0) << a.out << r.out;
+    EXPECT_NEAR(jsonNumber(a.out, "integratedLUFS"), -9.0, 0.1) << a.out;
+    EXPECT_LE(jsonNumber(a.out, "truePeakDB"), -1.0) << a.out;
+    EXPECT_EQ(jsonNumber(a.out, "sampleRate"), 48000) << a.out;
+}
+
 TEST(MasterCommand, FailuresSayWhyAndNeverTouchTheSource) {
     ScratchDir dir;
     const auto src = (dir / "src.wav").string();
@@ -95,10 +111,37 @@ TEST(MasterCommand, FailuresSayWhyAndNeverTouchTheSource) {
     const auto before = std::filesystem::file_size(src);
     const auto self = runCommand(cli + " master " + shellQuote(src) + " -o " + shellQuote(src));
     EXPECT_EQ(self.exitCode, 1);
-    EXPECT_NE(self.out.find("Échec enregistrement : Impossible d'écrire le fichier de sortie"), std::string::npos);
+    EXPECT_NE(self.out.find("Échec enregistrement : Le master ne peut pas remplacer son fichier source"), std::string::npos)
+        << self.out;
     EXPECT_EQ(std::filesystem::file_size(src), before);
-    const auto missing = runCommand(cli + " master " + shellQuote(src) + " -o " + shellQuote((dir / "no/such/").string()));
-    EXPECT_EQ(missing.exitCode, 1);
+    // A folder that cannot be made: under a file.
+    const auto impossible = runCommand(cli + " master " + shellQuote(src) + " -o " + shellQuote(src + "/sub/"));
+    EXPECT_EQ(impossible.exitCode, 1);
+    EXPECT_EQ(std::filesystem::file_size(src), before);
+}
+
+// ---- Usage ----
+
+TEST(MasterUsage, ANormsLockedCeilingCannotBeReplaced) {
+    ScratchDir dir;
+    writeFloatWav(dir / "src.wav", hardMaterial("clipped", 48000, 3.0), 48000);
+    const std::string files = shellQuote((dir / "src.wav").string()) + " -o " + shellQuote((dir / "out.wav").string());
+    for (const std::string& command : {"master " + files + " --norm 1", "master " + files + " --norm 3",
+                                      "master " + files + " --norm=8", "batch " + files + " --norm 1",
+                                      "multimaster " + files + " --all --norm 3"}) {
+        const auto r = runCommand(cli + " " + command + " --ceiling -1.0");
+        EXPECT_EQ(r.exitCode, 2) << command << '\n' << r.out << r.err;
+        EXPECT_NE(r.err.find("Plafond imposé par la norme du preset (non modifiable).\n"), std::string::npos)
+            << command << '\n' << r.err;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir / "out.wav"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+
+    // The default norm leaves its ceiling open.
+    const auto open = runCommand(cli + " master " + files + " --ceiling -2.5");
+    ASSERT_EQ(open.exitCode, 0) << open.out << open.err;
+    EXPECT_NE(open.out.find("(plafond -2.5 dBTP)"), std::string::npos) << open.out;
+    EXPECT_TRUE(std::filesystem::exists(dir / "out.wav"));
 }
 
 TEST(SignalCommands, CalibrationNoiseAndABPair) {

@@ -140,6 +140,23 @@ TEST_F(PDFReport, VerdictColourFollowsTheNorm) {
     EXPECT_EQ(pixelsNear(page, green), 0);
 }
 
+TEST_F(PDFReport, MissedTargetIsStatedAndNeverCompliant) {
+    ReportInputs in = fullTableMaster();  // -23.2 LUFS: inside the norm's tolerance
+    in.targetMissedLUFS = -23.2;
+    std::string text = render(in, ReportLanguage::fr);
+    EXPECT_EQ(missingFrom(text, {"VERDICT : NON CONFORME", "Intégrée hors cible",
+                                 "Cible non atteinte : -23.2 LUFS (plafond True Peak)"}),
+              "");
+    const QColor green = QColor::fromRgbF(0.5f, 1.0f, 0.55f);
+    EXPECT_EQ(pixelsNear(rasterise(72), green), 0);
+
+    text = render(in, ReportLanguage::en);
+    EXPECT_EQ(missingFrom(text, {"VERDICT: NON-COMPLIANT", "Integrated loudness off target",
+                                 "Target not reached: -23.2 LUFS (True Peak ceiling)"}),
+              "");
+    EXPECT_EQ(text.find("Cible non atteinte"), std::string::npos);
+}
+
 TEST_F(PDFReport, QRCodeLeadsToTheNormsPublisherWhenThereIsOne) {
     for (int norm : {0, 6, 18}) {  // a short address, the longest one, and Deezer which has none
         ReportInputs in = fullTableMaster();

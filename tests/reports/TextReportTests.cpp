@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <set>
+#include <string_view>
 #include <sys/fsuid.h>
 #include <unistd.h>
 
@@ -144,6 +145,26 @@ TEST(TextReport, PadSectionFollowsProgrammeLength) {
         EXPECT_TRUE(i == 2 || i == 5 ? date[i] == '/' : i == 10 ? date[i] == ' ' : i == 13 ? date[i] == ':'
                                                                                               : std::isdigit(date[i]))
             << date;
+}
+
+TEST(TextReport, MissedTargetIsStatedBesideTheMeasurements) {
+    ReportInputs in = sampleMaster();
+    // The PAD check judges what was measured, missed target or not.
+    in.after.integratedLUFS = -23.2;
+    in.after.truePeakDB = -3.5;
+    in.after.shortTermMax = -20.5;
+    std::string expected = makeTextReport(in);
+    ASSERT_NE(expected.find("\nVerdict : CONFORME RT-040\n"), std::string::npos) << expected;
+
+    in.targetMissedLUFS = -23.24;
+    expected.insert(expected.find("\n\nVÉRIFICATION PAD"), "\nCible non atteinte : -23.2 LUFS (plafond True Peak)");
+    EXPECT_EQ(makeTextReport(in), expected);
+
+    // Without frames there is no check, but the missed target is still said.
+    in.durationSeconds = 0;
+    const std::string r = makeTextReport(in);
+    EXPECT_NE(r.find("\nCible non atteinte : -23.2 LUFS (plafond True Peak)\n" + std::string(60, '=')), std::string::npos)
+        << r;
 }
 
 // ---- Writing beside the master ----
