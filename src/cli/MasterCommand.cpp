@@ -78,6 +78,7 @@ int runMaster(Args& args) {
     if (analysed->channelCount == 6) request.write.layout = surround51Layout(o.measure.order);
     // Measured with the standard gating and these weights while decoding: no second measurement.
     if (!analysed->result.programmeLUFS) request.sourceIntegratedLUFS = analysed->result.integratedLUFS;
+    request.sourceTruePeakDB = analysed->result.truePeakDB;
 
     const auto& audio = analysed->audio;
     auto delivered = deliverMaster(audio.channels, audio.sampleRate, analysed->weights, request,

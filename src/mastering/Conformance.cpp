@@ -1,5 +1,6 @@
 #include "mastering/Conformance.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "mastering/Compressors.h"
@@ -8,24 +9,42 @@
 
 namespace velmora {
 
+Expected<ConformGain> conformityGain(const Channels& rendered, double fs, double targetLUFS, double ceilingDB,
+                                     const MasterParams& params, std::span<const double> weights,
+                                     std::optional<double> knownIntegratedLUFS, std::optional<double> knownTruePeakDB) {
+    const double I = knownIntegratedLUFS ? *knownIntegratedLUFS : measureProgramme(rendered, fs, weights, false).integratedLUFS;
+    if (!std::isfinite(I)) return LoudnessError{LoudnessError::Code::tooQuiet};
+    ConformGain g;
+    g.integratedBeforeLUFS = I;
+    g.gainLin = std::pow(10.0, (targetLUFS - I) / 20.0);
+    if (params.autoProtectComp) {
+        // The limiter's deepest reduction is how far the loudest true peak stands over its aim.
+        g.plannedReductionDB = knownTruePeakDB ? std::max(0.0, *knownTruePeakDB + 20.0 * std::log10(g.gainLin) -
+                                                                    (ceilingDB - limiterMarginDB))
+                                               : plannedLimiterReduction(rendered, fs, g.gainLin, ceilingDB);
+        g.protect = g.plannedReductionDB > params.autoProtectThresholdDB;
+    }
+    return g;
+}
+
+void applyProtection(Channels& rendered, double fs, double targetLUFS, std::span<const double> weights,
+                     ConformGain& gain) {
+    // Measured before the gain: the −12 dBFS threshold is relative to the chain output.
+    protectCompress(rendered, fs);
+    const double after = measureProgramme(rendered, fs, weights, false).integratedLUFS;
+    if (std::isfinite(after)) gain.gainLin = std::pow(10.0, (targetLUFS - after) / 20.0);
+}
+
 Expected<ConformPlan> planConformance(Channels rendered, double fs, double targetLUFS, double ceilingDB,
                                       const MasterParams& params, std::span<const double> weights,
                                       std::optional<double> knownIntegratedLUFS) {
-    const double I = knownIntegratedLUFS ? *knownIntegratedLUFS : measureProgramme(rendered, fs, weights, false).integratedLUFS;
-    if (!std::isfinite(I)) return LoudnessError{LoudnessError::Code::tooQuiet};
+    auto gain = conformityGain(rendered, fs, targetLUFS, ceilingDB, params, weights, knownIntegratedLUFS);
+    if (!gain) return gain.error();
+    if (gain->protect) applyProtection(rendered, fs, targetLUFS, weights, *gain);
     ConformPlan plan;
-    plan.integratedBeforeLUFS = I;
-    plan.gainLin = std::pow(10.0, (targetLUFS - I) / 20.0);
-    if (params.autoProtectComp) {
-        const double planned = plannedLimiterReduction(rendered, fs, plan.gainLin, ceilingDB);
-        if (planned > params.autoProtectThresholdDB) {
-            // Measured before the gain: the −12 dBFS threshold is relative to the chain output.
-            protectCompress(rendered, fs);
-            plan.protectionAppliedDB = planned;
-            const double after = measureProgramme(rendered, fs, weights, false).integratedLUFS;
-            if (std::isfinite(after)) plan.gainLin = std::pow(10.0, (targetLUFS - after) / 20.0);
-        }
-    }
+    plan.integratedBeforeLUFS = gain->integratedBeforeLUFS;
+    plan.gainLin = gain->gainLin;
+    plan.protectionAppliedDB = gain->protect ? gain->plannedReductionDB : 0.0;
     plan.beforeLimiter = std::move(rendered);
     return plan;
 }

@@ -27,6 +27,27 @@ struct ConformResult {
     double integratedBeforeLUFS = 0;
 };
 
+// The conformity gain of a rendered buffer and whether the protection compressor must come
+// first, decided without touching the buffer.
+struct ConformGain {
+    double gainLin = 1;
+    double integratedBeforeLUFS = 0;
+    double plannedReductionDB = 0;  // of the limiter at gainLin, when autoProtectComp is on
+    bool protect = false;           // planned reduction over autoProtectThresholdDB
+};
+
+// Fails with tooQuiet when the buffer's integrated loudness is not finite. What the caller
+// already measured of this very buffer (integrated loudness with these weights, 4× true peak)
+// is not measured again.
+Expected<ConformGain> conformityGain(const Channels& rendered, double fs, double targetLUFS, double ceilingDB,
+                                     const MasterParams& params, std::span<const double> weights,
+                                     std::optional<double> knownIntegratedLUFS = std::nullopt,
+                                     std::optional<double> knownTruePeakDB = std::nullopt);
+
+// The protection compressor in place, and the gain measured again after it.
+void applyProtection(Channels& rendered, double fs, double targetLUFS, std::span<const double> weights,
+                     ConformGain& gain);
+
 // targetLUFS is the norm's loudness, ceilingDB its true-peak ceiling (dBTP); params supplies
 // autoProtectComp and autoProtectThresholdDB. Fails with tooQuiet when the rendered buffer's
 // integrated loudness is not finite. Works in place on the buffer it is given; allocates the

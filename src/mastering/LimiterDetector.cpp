@@ -29,23 +29,18 @@ double interpolationGainBound() {
 }
 
 __attribute__((target_clones("arch=x86-64-v3", "default")))
-double scaleRun(const float* x, std::size_t n, double gainLin, double* out) noexcept {
-    double peak = 0.0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const double v = double(float(gainLin * double(x[i])));
-        out[i] = v;
-        const double a = std::fabs(v);
-        peak = a > peak ? a : peak;
-    }
-    return peak;
+void scaleRun(const float* x, std::size_t n, double gainLin, double* out) noexcept {
+    for (std::size_t i = 0; i < n; ++i) out[i] = double(float(gainLin * double(x[i])));
 }
 
 __attribute__((target_clones("arch=x86-64-v3", "default")))
-void mergeSamples(const double* x, std::size_t n, float* out) noexcept {
+float largestMagnitude(const float* x, std::size_t n) noexcept {
+    float peak = 0.0f;
     for (std::size_t i = 0; i < n; ++i) {
-        const float a = float(std::fabs(x[i]));
-        out[i] = a > out[i] ? a : out[i];
+        const float a = std::fabs(x[i]);
+        peak = a > peak ? a : peak;
     }
+    return peak;
 }
 
 __attribute__((target_clones("arch=x86-64-v3", "default")))
@@ -53,9 +48,9 @@ void mergeReadings(const double* x, const double* interpolated, std::size_t n, f
     for (std::size_t i = 0; i < n; ++i) {
         const double a = std::fabs(x[i]);
         const double m = interpolated[i] > a ? interpolated[i] : a;
-        // Rounded up so the stored reading is never under the double it stands for.
-        float f = float(m);
-        if (double(f) < m) f = std::nextafter(f, 2.0f);
+        // Nudged up by more than float rounding can take off, so the stored reading is never
+        // under the value it stands for.
+        const float f = float(m * (1.0 + 0x1p-23));
         out[i] = f > out[i] ? f : out[i];
     }
 }
@@ -88,17 +83,15 @@ void LimiterDetector::readings(const Channels& channels, std::size_t begin, std:
             // samples_[history + i] holds frame begin + i, for i from −11 to m + 6.
             const std::size_t from = begin >= history ? begin - history : 0;
             const std::size_t to = std::min(frames, begin + m + lookAhead);
+            if (to <= from) continue;
+            // Most of a programme sits well under the limiter's aim: one look at the floats.
+            if (gainLin * double(largestMagnitude(channel.data() + from, to - from)) * bound * (1.0 + 1e-6) < floorLin)
+                continue;
             double* x = samples_.data() + history;
             const std::size_t lead = history - (begin - from);
             std::fill(samples_.begin(), samples_.begin() + std::ptrdiff_t(lead), 0.0);
-            double peak = 0.0;
-            if (to > from) peak = scaleRun(channel.data() + from, to - from, gainLin, samples_.data() + lead);
-            const std::size_t filled = lead + (to > from ? to - from : 0);
-            std::fill(samples_.begin() + std::ptrdiff_t(filled), samples_.end(), 0.0);
-            if (peak * bound < floorLin) {
-                mergeSamples(x, m, out);
-                continue;
-            }
+            scaleRun(channel.data() + from, to - from, gainLin, samples_.data() + lead);
+            std::fill(samples_.begin() + std::ptrdiff_t(lead + (to - from)), samples_.end(), 0.0);
             // The values between x[i] and x[i + 1] come out of the kernel at i + 6.
             kernels::truePeakEnvelope(x + lookAhead, m, interpolated_.data());
             mergeReadings(x, interpolated_.data(), m, out);
@@ -117,19 +110,9 @@ void limiterReadings(const Channels& channels, double gainLin, double floorLin, 
 }
 
 double limiterPeakReading(const Channels& channels, double gainLin) {
-    std::vector<float> peaks(WorkerPool::threadsFor(~std::size_t(0)) + 1, 0.0f);
-    overTime(linked::frameCount(channels), [&](std::size_t t, std::size_t begin, std::size_t end) {
-        LimiterDetector detector;
-        std::vector<float> chunk(LimiterDetector::chunkFrames);
-        float peak = 0.0f;
-        for (std::size_t at = begin; at < end; at += chunk.size()) {
-            const std::size_t m = std::min(chunk.size(), end - at);
-            detector.readings(channels, at, m, gainLin, 0.0, chunk.data());
-            peak = std::max(peak, *std::max_element(chunk.begin(), chunk.begin() + std::ptrdiff_t(m)));
-        }
-        peaks[t] = peak;
-    });
-    return *std::max_element(peaks.begin(), peaks.end());
+    // The loudest reading is the measurement's true peak, scaled: the same interpolation, one
+    // pass per channel in parallel, and no per-frame readings kept.
+    return gainLin * std::pow(10.0, LoudnessEngine::measureTruePeak(channels) / 20.0);
 }
 
 }  // namespace velmora

@@ -22,7 +22,7 @@ public:
 
     // out[i] = reading of frame begin + i of the channels scaled by gainLin (each sample rounded
     // to float as the limiter scales it), for i < n; samples outside the channels are silence.
-    // Readings that cannot reach `floorLin` may be reported as the plain sample peak, which is
+    // Readings that cannot reach `floorLin` may be reported as anything under it (zero, say):
     // all a caller comparing with a level at or above floorLin needs. Never allocates.
     void readings(const Channels& channels, std::size_t begin, std::size_t n, double gainLin, double floorLin,
                   float* out) noexcept;
@@ -35,7 +35,7 @@ private:
 // The limiter's readings of frames [0, frames) into `out`, split over threads by time.
 void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out);
 
-// The largest reading of the whole buffer, split over threads by time.
+// The largest reading of the whole buffer scaled by gainLin: its measured 4× true peak.
 double limiterPeakReading(const Channels& channels, double gainLin);
 
 }  // namespace velmora

@@ -52,6 +52,7 @@ MasterTask Model::taskFor(const FileItem& item) const {
     // same, its loudness is the one the conformity gain needs.
     if (item.originalMeasure && !item.originalMeasure->programmeLUFS && item.measuredWeights == t.weights)
         t.sourceIntegratedLUFS = item.originalMeasure->integratedLUFS;
+    if (item.originalMeasure) t.sourceTruePeakDB = item.originalMeasure->truePeakDB;
     t.beforeCurve = item.shortTermCurve;
     t.curveStep = item.curveStep;
     t.depth = bitDepth_;

@@ -80,6 +80,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     request.write.sourcePath = task.sourcePath;
     if (task.pdfReport) request.shortTermCurveStep = task.curveStep;
     request.sourceIntegratedLUFS = task.sourceIntegratedLUFS;
+    request.sourceTruePeakDB = task.sourceTruePeakDB;
 
     std::string soundPath = task.destination;
     if (task.isVideo) {

@@ -24,6 +24,7 @@ struct MasterTask {
     bool isVideo = false;  // the master becomes a movie with the source's picture
     LoudnessResult before;
     std::optional<double> sourceIntegratedLUFS;  // see DeliveryRequest
+    std::optional<double> sourceTruePeakDB;      // see DeliveryRequest
     std::vector<double> beforeCurve;  // short-term loudness of the source, every curveStep seconds
     double curveStep = 1.0;
     int presetIndex = 0;

@@ -144,31 +144,46 @@ Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::s
     std::vector<double> fileWeights;  // in the order the file stores the channels
     for (std::size_t c : fileChannelOrder(source.size(), request.write))
         fileWeights.push_back(c < weights.size() ? weights[c] : 1.0);
-    auto rendered = renderMaster(source, request.params, fs, weights, [&](double f) { progress(f); });
     const MasterParams& p = request.params;
     const bool neutralChain = !p.eqOn && !p.compOn && !p.teqOn && !p.lraOn && !p.msOn;
-    auto plan = planConformance(std::move(rendered.channels), fs, request.targetLUFS, request.ceilingDB, p, weights,
-                                neutralChain ? request.sourceIntegratedLUFS : std::nullopt);
-    if (!plan) return plan.error();
+    // With every stage off the programme reaches the limiter as it is: no copy of it is made
+    // unless the protection compressor has to change it.
+    Channels owned;
+    double maxGR = 0.0;
+    if (!neutralChain) {
+        auto rendered = renderMaster(source, p, fs, weights, [&](double f) { progress(f); });
+        owned = std::move(rendered.channels);
+        maxGR = rendered.maxGR;
+    }
+    auto gain = conformityGain(neutralChain ? source : owned, fs, request.targetLUFS, request.ceilingDB, p, weights,
+                               neutralChain ? request.sourceIntegratedLUFS : std::nullopt,
+                               neutralChain ? request.sourceTruePeakDB : std::nullopt);
+    if (!gain) return gain.error();
+    if (gain->protect) {
+        if (neutralChain) owned = source;
+        applyProtection(owned, fs, request.targetLUFS, weights, *gain);
+    }
+    const Channels& beforeLimiter = owned.empty() ? source : owned;
 
     DeliveryReport report;
-    report.maxGR = rendered.maxGR;
-    report.protectionAppliedDB = plan->protectionAppliedDB;
+    report.maxGR = maxGR;
+    report.protectionAppliedDB = gain->protect ? gain->plannedReductionDB : 0.0;
     report.limiterPasses = 0;
 
     // The loudest gain the ceiling allows without more than 12 dB of limiting.
     const double aim = fromDB(request.ceilingDB - limiterMarginDB);
-    const double peak = std::max(limiterDetectorPeak(plan->beforeLimiter), 1e-12);
+    const bool untouched = owned.empty() && request.sourceTruePeakDB;
+    const double peak = std::max(untouched ? fromDB(*request.sourceTruePeakDB) : limiterDetectorPeak(beforeLimiter), 1e-12);
     const double loudest = aim * fromDB(maxLimiterReductionDB) / peak;
-    bool capped = plan->gainLin > loudest;
-    double gainDB = toDB(std::min(plan->gainLin, loudest)), extraDB = 0.0, plainCutDB = 0.0;
+    bool capped = gain->gainLin > loudest;
+    double gainDB = toDB(std::min(gain->gainLin, loudest)), extraDB = 0.0, plainCutDB = 0.0;
     int retries = 0;
     const double C = request.ceilingDB, T = request.targetLUFS;
     const double outputRate = request.write.outputRate > 0 ? request.write.outputRate : fs;
 
-    GainSearch search(plan->beforeLimiter, fs, weights, C, toDB(loudest));
+    GainSearch search(beforeLimiter, fs, weights, C, toDB(loudest));
     for (;;) {
-        Channels limited = limitToCeiling(plan->beforeLimiter, fs, fromDB(gainDB), C, extraDB);
+        Channels limited = limitToCeiling(beforeLimiter, fs, fromDB(gainDB), C, extraDB);
         // The plain cut is linear: what it leaves over the ceiling is rounding, and the file is kept.
         if (plainCutDB > 0) linked::applyScalar(limited, float(fromDB(-plainCutDB)));
         progress(0.65);

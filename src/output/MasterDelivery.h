@@ -36,6 +36,9 @@ struct DeliveryRequest {
     // with every stage of the chain off the programme reaches the limiter as it is, and is not
     // measured a second time.
     std::optional<double> sourceIntegratedLUFS;
+    // Its 4× true peak (dBTP), when the caller has it: the loudest gain the ceiling allows is
+    // then known without another pass.
+    std::optional<double> sourceTruePeakDB;
 };
 
 struct DeliveryReport {
