@@ -26,7 +26,7 @@ public:
         ratio("BM_VelmoraAnalyseWav/iterations:3/manual_time", "BM_PeerFilterWav/iterations:1/manual_time",
               "velmora-cli analyse vs peer loudness filter (target >= 5x)");
         ratio("BM_VelmoraMasterConform/iterations:2/manual_time", "BM_PeerLoudnormTwoPass/iterations:1/manual_time",
-              "velmora-cli master --mode conform vs peer two-pass (target >= 4x)");
+              "velmora-cli master --mode conform vs peer two-pass (target >= 6x)");
         auto batch = seconds_.find("BM_BatchWithReports/iterations:3/manual_time");
         auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:3/manual_time");
         if (batch != seconds_.end() && bare != seconds_.end())
