@@ -11,19 +11,14 @@
 #include "cli/Settings.h"
 #include "cli/Text.h"
 #include "measurement/FileAnalysis.h"
-#include "norms/Format.h"
+#include "model/MasterNames.h"
+#include "audio/NumberFormat.h"
 #include "norms/Presets.h"
 #include "output/MasterDelivery.h"
 
 namespace velmora::cli {
 
 namespace {
-
-std::string formatG(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%g", v);
-    return buf;
-}
 
 // "<name>_master_-23LUFS.wav" when -o names a folder; the extension follows the format.
 std::string destinationFor(const std::string& source, const MasterOptions& o, FileFormat format) {
@@ -33,9 +28,9 @@ std::string destinationFor(const std::string& source, const MasterOptions& o, Fi
     if (!folder) return o.output;
     // "-o out/" names a folder to deliver into, as batch does: made when missing.
     fs::create_directories(o.output, ec);
-    const std::string name = fs::path(source).stem().string() + (o.mode == ProcessMode::conform ? "_corrige" : "_master") +
-                             "_" + formatG(o.targetLUFS) + "LUFS." + std::string(extension(format));
-    return (fs::path(o.output) / name).string();
+    return (fs::path(o.output) / masterFileName(fs::path(source).filename().string(), o.mode, o.targetLUFS, std::nullopt,
+                                                extension(format)))
+        .string();
 }
 
 }  // namespace
@@ -53,6 +48,11 @@ int runMaster(Args& args) {
     settings.dialogueGating = effectiveGatingMode(o.measure.gating, presetAt(o.measure.norm)) == GatingMode::dialog;
     settings.keepAudio = true;
 
+    // A named file's container is its extension's: a --format that says otherwise is a mistake.
+    const bool namesFolder = o.output.ends_with('/') || std::filesystem::is_directory(o.output);
+    if (!namesFolder && o.formatGiven && formatForPath(o.output) != o.format)
+        throw UsageError("--format " + std::string(o.format == FileFormat::wav ? "wav" : "aiff") +
+                         " contradicts -o " + o.output + " (.aif/.aiff is AIFF, any other extension WAV)");
     std::cout << "== " << source << '\n';
     ProgressBar bar(std::filesystem::path(source).filename().string());
     auto analysed = analyseFile(source, settings, [&](double f) { bar.update(0.2 * f); });
@@ -63,9 +63,7 @@ int runMaster(Args& args) {
     }
     std::cout << analysed->infoLine() << '\n';
 
-    const FileFormat format = o.formatGiven ? o.format : (o.output.ends_with('/') || std::filesystem::is_directory(o.output))
-                                                             ? o.format
-                                                             : formatForPath(o.output);
+    const FileFormat format = namesFolder ? o.format : formatForPath(o.output);
     DeliveryRequest request;
     request.targetLUFS = o.targetLUFS;
     request.ceilingDB = o.ceilingDB;

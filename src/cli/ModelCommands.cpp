@@ -184,6 +184,11 @@ int runBatch(Args& args) {
 }
 
 int runMultimaster(Args& args) {
+    // Every master of a multi-master is its norm's own: these would be silently overruled.
+    for (const char* ignored : {"--target", "--ceiling", "--mode"})
+        if (args.option(ignored))
+            throw UsageError(std::string("multimaster: ") + ignored +
+                             " does not apply: each master takes its norm's target and ceiling, and the chain of --params");
     auto o = parseMasterOptions(args, "multimaster");
     const auto reports = parseReportOptions(args);
     std::set<int> norms;

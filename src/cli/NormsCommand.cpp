@@ -3,7 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/Json.h"
 #include "cli/Text.h"
-#include "norms/Format.h"
+#include "audio/NumberFormat.h"
 #include "norms/Presets.h"
 
 namespace velmora::cli {

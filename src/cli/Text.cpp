@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "norms/Format.h"
+#include "audio/NumberFormat.h"
 
 namespace velmora::cli {
 

@@ -5,16 +5,15 @@
 #include <cstdio>
 #include <numbers>
 
+#include "audio/NumberFormat.h"
 #include "measurement/Kernels.h"
 #include "measurement/WorkerPool.h"
 
 namespace velmora {
 
 std::string InversionWarning::text() const {
-    char buf[160];
-    std::snprintf(buf, sizeof buf, "Inversion C/LFE probable (Centre : %.0f %% sub-graves, LFE : %.0f %%)",
-                  centerSubRatio * 100.0, lfeSubRatio * 100.0);
-    return buf;
+    return "Inversion C/LFE probable (Centre : " + formatFixed(centerSubRatio * 100.0, 0) + " % sub-graves, LFE : " +
+           formatFixed(lfeSubRatio * 100.0, 0) + " %)";
 }
 
 BiquadCoefficients subBassLowPass(double fs) {

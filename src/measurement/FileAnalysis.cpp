@@ -4,16 +4,17 @@
 #include <cmath>
 #include <cstdio>
 
+#include "audio/NumberFormat.h"
 #include "measurement/StreamingMeter.h"
 
 namespace velmora {
 
 std::string FileAnalysis::infoLine() const {
     const auto seconds = long(durationSeconds());
-    char buf[256];
-    std::snprintf(buf, sizeof buf, "%s%ld:%02ld · %s · %.1f kHz", isVideo ? "vidéo · " : "", seconds / 60, seconds % 60,
-                  channelDescription(channelCount).c_str(), sampleRate / 1000.0);
-    return buf;
+    const std::string secondsText = std::to_string(seconds % 60);
+    return std::string(isVideo ? "vidéo · " : "") + std::to_string(seconds / 60) + ":" +
+           (secondsText.size() < 2 ? "0" : "") + secondsText + " · " + channelDescription(channelCount) + " · " +
+           formatOneDecimal(sampleRate / 1000.0) + " kHz";
 }
 
 std::optional<std::string> FileAnalysis::unmeasurableReason() const {

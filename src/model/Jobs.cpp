@@ -7,6 +7,8 @@
 
 #include "model/MasterTask.h"
 #include "model/Model.h"
+#include "model/MasterNames.h"
+#include "audio/NumberFormat.h"
 #include "norms/Presets.h"
 #include "output/ABExcerpts.h"
 
@@ -14,13 +16,8 @@ namespace velmora {
 
 namespace {
 
-QString oneDecimal(double v) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%.1f", v);
-    return QString::fromLatin1(buf);
-}
+QString oneDecimal(double v) { return QString::fromStdString(formatOneDecimal(v)); }
 
-QString extensionFor(FileFormat format) { return QString::fromLatin1(extension(format).data(), int(extension(format).size())); }
 
 std::optional<SpeakerLayout> layoutFor(std::size_t channelCount, ChannelOrder order) {
     if (channelCount == 6) return surround51Layout(order);
@@ -68,8 +65,8 @@ MasterTask Model::taskFor(const FileItem& item) const {
 QString Model::proposedSaveName() const {
     const FileItem* item = selectedItem();
     if (!item) return {};
-    return QFileInfo(item->name).completeBaseName() + (mode_ == ProcessMode::conform ? "_corrige" : "_master") + "_" +
-           formatTargetForName(target_) + "LUFS." + extensionFor(fileFormat_);
+    return QString::fromStdString(
+        masterFileName(item->name.toStdString(), mode_, target_, std::nullopt, extension(fileFormat_)));
 }
 
 // --- Save ---------------------------------------------------------------------------------------
@@ -96,8 +93,7 @@ void Model::saveMaster() {
     request.targetLUFS = target_;
     request.ceilingDB = ceiling_;
     request.params = mode_ == ProcessMode::master ? mp_ : MasterParams{};
-    request.write.destination = path->toStdString();
-    request.write.format = fileFormat_;
+    request.write.destination = path->toStdString();  // its extension decides the container
     request.write.depth = bitDepth_;
     request.write.outputRate = outputRate_;
     request.write.layout = layoutFor(item->channelCount(), channelOrder_);
@@ -149,15 +145,9 @@ void Model::exportBatch() {
         t.target = target_;
         t.ceiling = ceiling_;
         t.params = params;
-        QString name = QFileInfo(item.name).completeBaseName() + (mode_ == ProcessMode::conform ? "_corrige" : "_master") +
-                       "_" + formatTargetForName(target_) + "LUFS";
-        if (before.loudnessRange) {
-            char lra[32];
-            std::snprintf(lra, sizeof lra, "_LRA%.0f", *before.loudnessRange);
-            name += QString::fromLatin1(lra);
-        }
-        name += "." + (item.isVideo ? QStringLiteral("mov") : extensionFor(fileFormat_));
-        t.destination = QDir(*folder).filePath(name).toStdString();
+        const std::string name = masterFileName(item.name.toStdString(), mode_, target_, before.loudnessRange,
+                                                item.isVideo ? std::string_view("mov") : extension(fileFormat_));
+        t.destination = QDir(*folder).filePath(QString::fromStdString(name)).toStdString();
         work.emplace_back(item.id, std::move(t));
     }
     batchFailures_.clear();
@@ -244,12 +234,13 @@ void Model::startMultiMaster() {
     MasterTask base = taskFor(*item);
     base.isVideo = false;  // one master per norm, each a plain audio file
     base.params = mp_;
-    const QString stem = QDir(*folder).filePath(QFileInfo(item->name).completeBaseName() + "_master_");
-    const QString ext = extensionFor(fileFormat_);
+    const QString into = *folder;
+    const std::string sourceName = item->name.toStdString();
+    const FileFormat format = fileFormat_;
     const QUuid id = item->id;
     batchFailures_.clear();
 
-    startJob([this, base, norms, stem, ext, id] {
+    startJob([this, base, norms, into, sourceName, format, id] {
         int generated = 0;
         ReportWriter reports;
         for (int index : norms) {
@@ -263,7 +254,9 @@ void Model::startMultiMaster() {
             task.presetIndex = index;
             task.target = p.lufs;
             task.ceiling = p.ceiling;
-            task.destination = (stem + QString::fromStdString(presetTag(index)) + "." + ext).toStdString();
+            task.destination =
+                QDir(into).filePath(QString::fromStdString(multiMasterFileName(sourceName, index, extension(format))))
+                    .toStdString();
             auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
             if (!outcome.error && outcome.reportInputs) reports.start(task, outcome);
             if (outcome.error) {

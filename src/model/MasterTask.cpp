@@ -25,12 +25,6 @@ void ReportWriter::finish() {
     if (running_.valid()) running_.get();
 }
 
-QString formatTargetForName(double target) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%g", target);
-    return QString::fromLatin1(buf);
-}
-
 namespace {
 
 ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const std::string& masterPath) {

@@ -63,7 +63,5 @@ private:
     std::future<void> running_;
 };
 
-// "%g" as the file names show a target: -14 → "-14", -16.5 → "-16.5".
-QString formatTargetForName(double target);
 
 }  // namespace velmora

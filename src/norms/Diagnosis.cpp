@@ -1,6 +1,6 @@
 #include "norms/Diagnosis.h"
 
-#include "norms/Format.h"
+#include "audio/NumberFormat.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "norms/PADCheck.h"
 
 #include "norms/Diagnosis.h"
-#include "norms/Format.h"
+#include "audio/NumberFormat.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "norms/Format.h"
+#include "audio/NumberFormat.h"
 #include "output/MasterDelivery.h"
 
 namespace velmora {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "norms/Format.h"
+#include "audio/NumberFormat.h"
 
 namespace velmora::reportformat {
 

@@ -93,6 +93,13 @@ TEST(MultimasterCommand, GroupsListsAndTags) {
     EXPECT_EQ(runCommand(cli + " multimaster " + film + " -o " + shellQuote((dir / "x").string())).exitCode, 2);
     EXPECT_EQ(runCommand(cli + " multimaster " + film + " -o x --norms 3,21").exitCode, 2);
     EXPECT_EQ(runCommand(cli + " multimaster " + film + " -o x --group radio").exitCode, 2);
+    // Each master takes its norm's own target and ceiling: options that would be overruled are refused.
+    for (const char* ignored : {"--target -16", "--ceiling -2", "--mode conform"}) {
+        r = runCommand(cli + " multimaster " + film + " -o " + shellQuote((dir / "y").string()) + " --all " + ignored);
+        EXPECT_EQ(r.exitCode, 2) << ignored;
+        EXPECT_NE(r.err.find("does not apply"), std::string::npos) << r.err;
+        EXPECT_FALSE(fs::exists(dir / "y")) << ignored;
+    }
 }
 
 }  // namespace

@@ -127,8 +127,7 @@ TEST(MasterUsage, ANormsLockedCeilingCannotBeReplaced) {
     writeFloatWav(dir / "src.wav", hardMaterial("clipped", 48000, 3.0), 48000);
     const std::string files = shellQuote((dir / "src.wav").string()) + " -o " + shellQuote((dir / "out.wav").string());
     for (const std::string& command : {"master " + files + " --norm 1", "master " + files + " --norm 3",
-                                      "master " + files + " --norm=8", "batch " + files + " --norm 1",
-                                      "multimaster " + files + " --all --norm 3"}) {
+                                      "master " + files + " --norm=8", "batch " + files + " --norm 1"}) {
         const auto r = runCommand(cli + " " + command + " --ceiling -1.0");
         EXPECT_EQ(r.exitCode, 2) << command << '\n' << r.out << r.err;
         EXPECT_NE(r.err.find("Plafond imposé par la norme du preset (non modifiable).\n"), std::string::npos)
@@ -142,6 +141,21 @@ TEST(MasterUsage, ANormsLockedCeilingCannotBeReplaced) {
     ASSERT_EQ(open.exitCode, 0) << open.out << open.err;
     EXPECT_NE(open.out.find("(plafond -2.5 dBTP)"), std::string::npos) << open.out;
     EXPECT_TRUE(std::filesystem::exists(dir / "out.wav"));
+}
+
+// A named file's extension decides its container; a --format that says otherwise is refused.
+TEST(MasterUsage, TheDestinationsExtensionDecidesTheContainer) {
+    ScratchDir dir;
+    writeFloatWav(dir / "src.wav", hardMaterial("clipped", 48000, 3.0), 48000);
+    const std::string src = shellQuote((dir / "src.wav").string());
+    const auto aif = runCommand(cli + " master " + src + " -o " + shellQuote((dir / "mix.aif").string()));
+    ASSERT_EQ(aif.exitCode, 0) << aif.out << aif.err;
+    EXPECT_EQ(runCommand("head -c 4 " + shellQuote((dir / "mix.aif").string())).out, "FORM");
+    const auto contradicted =
+        runCommand(cli + " master " + src + " -o " + shellQuote((dir / "other.aif").string()) + " --format wav");
+    EXPECT_EQ(contradicted.exitCode, 2) << contradicted.out;
+    EXPECT_NE(contradicted.err.find("--format wav contradicts -o"), std::string::npos) << contradicted.err;
+    EXPECT_FALSE(std::filesystem::exists(dir / "other.aif"));
 }
 
 TEST(SignalCommands, CalibrationNoiseAndABPair) {
