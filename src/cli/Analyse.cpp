@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "model/FileItem.h"
 #include "cli/Json.h"
 #include "cli/MeasurementTable.h"
 #include "cli/Progress.h"
@@ -41,15 +42,15 @@ Outcome analyseOne(const std::string& path, const MeasureOptions& options) {
     auto analysed = analyseFile(path, settings, [&](double f) { bar.update(f); });
     bar.finish();
     if (!analysed) {
-        o.status = "Échec lecture";
+        o.status = statusText(ItemStatus::readFailed).toStdString();
         o.error = analysed.error().message();
         return o;
     }
     o.analysis = std::move(*analysed);
     const auto& r = o.analysis->result;
-    o.status = "Prêt";
+    o.status = statusText(ItemStatus::ready).toStdString();
     if (auto reason = o.analysis->unmeasurableReason()) {
-        o.status = "Non mesurable";
+        o.status = statusText(ItemStatus::unmeasurable).toStdString();
         o.error = *reason;
     }
     o.norms = diagnose(presets(), r.integratedLUFS, r.truePeakDB);

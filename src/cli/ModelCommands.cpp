@@ -120,9 +120,9 @@ int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::
     QObject::disconnect(&model, &Model::analyzeCurrentChanged, nullptr, nullptr);
     int failed = 0;
     for (const auto& item : model.queue()) {
-        std::cout << item.name.toStdString() << " : " << item.status.toStdString() << " · " << item.info.toStdString()
+        std::cout << item.name.toStdString() << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString()
                   << '\n';
-        failed += item.status != status::ready;
+        failed += item.status != ItemStatus::ready;
     }
     return failed;
 }
@@ -168,10 +168,10 @@ int runBatch(Args& args) {
     JobProgress progress(model, &Model::processingName, &Model::processingNameChanged);
     QObject::connect(&model, &Model::itemChanged, [&](const QUuid& id) {
         const FileItem* item = model.item(id);
-        if (!item || (item->status != status::mastered && item->status != status::failed)) return;
+        if (!item || (item->status != ItemStatus::mastered && item->status != ItemStatus::failed)) return;
         progress.finish();
-        std::cout << item->name.toStdString() << " : " << item->status.toStdString();
-        if (item->status == status::mastered && item->targetMissedLUFS)
+        std::cout << item->name.toStdString() << " : " << statusText(item->status).toStdString();
+        if (item->status == ItemStatus::mastered && item->targetMissedLUFS)
             std::cout << " · " << targetMissedText(*item->targetMissedLUFS);
         std::cout << '\n';
     });

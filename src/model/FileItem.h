@@ -10,6 +10,7 @@
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
 #include "norms/Diagnosis.h"
+#include "reports/ReportInputs.h"
 
 namespace velmora {
 
@@ -19,22 +20,13 @@ struct StatusColor {
     bool operator==(const StatusColor&) const = default;
 };
 
-namespace status {
-inline const QString pending = QStringLiteral("En attente");
-inline const QString analysing = QStringLiteral("Analyse…");
-inline const QString ready = QStringLiteral("Prêt");
-inline const QString unmeasurable = QStringLiteral("Non mesurable");
-inline const QString readFailed = QStringLiteral("Échec lecture");
-inline const QString mastering = QStringLiteral("Mastering…");
-inline const QString mastered = QStringLiteral("Masterisé ✓");
-inline const QString failed = QStringLiteral("Échec");
+// Where an item stands in the queue. Logic compares these; the words and colours the interface
+// shows are computed from them, below, and nowhere else.
+enum class ItemStatus { pending, analysing, ready, unmeasurable, readFailed, mastering, mastered, failed };
 
-inline constexpr StatusColor pendingColor{1.0, 1.0, 1.0, 0.64};
-inline constexpr StatusColor analysingColor{0.12, 0.47, 0.95, 1.0};
-inline constexpr StatusColor readyColor{0.24, 0.82, 0.34, 1.0};
-inline constexpr StatusColor unmeasurableColor{1.0, 0.72, 0.26, 1.0};
-inline constexpr StatusColor failedColor{0.96, 0.28, 0.22, 1.0};
-}  // namespace status
+// "En attente", "Prêt", "Masterisé ✓" … or their English words.
+QString statusText(ItemStatus status, ReportLanguage language = ReportLanguage::fr);
+StatusColor statusColor(ItemStatus status);
 
 struct FileItem {
     QUuid id = QUuid::createUuid();
@@ -42,8 +34,7 @@ struct FileItem {
     QString name;
     QString info = QStringLiteral("En attente d'analyse…");
     bool isVideo = false;
-    QString status = status::pending;
-    StatusColor statusColor = status::pendingColor;
+    ItemStatus status = ItemStatus::pending;
     std::optional<LoudnessResult> measured;
     std::optional<LoudnessResult> originalMeasure;
     // Shared with the jobs that read it, so removing the item never pulls it from under them.
@@ -59,8 +50,8 @@ struct FileItem {
     std::vector<float> spectrumBins;
     std::vector<double> shortTermCurve;  // for the reports' graph, one value every curveStep seconds
     double curveStep = 1.0;
-    std::vector<std::uint64_t> declaredPositions;
-    std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with  // speaker bits the file declared, for the weights
+    std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
+    std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with
 
     bool hasAudio() const { return channels && !channels->empty(); }
     std::size_t channelCount() const { return channels ? channels->size() : 0; }

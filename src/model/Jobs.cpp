@@ -138,7 +138,7 @@ void Model::exportBatch() {
     std::vector<std::pair<QUuid, MasterTask>> work;
     const MasterParams params = mode_ == ProcessMode::master ? mp_ : MasterParams{};
     for (const auto& item : queue_) {
-        if ((item.status != status::ready && item.status != status::mastered) || !item.hasAudio()) continue;
+        if ((item.status != ItemStatus::ready && item.status != ItemStatus::mastered) || !item.hasAudio()) continue;
         MasterTask t = taskFor(item);
         const LoudnessResult& before = t.before;
         t.presetIndex = presetIndex_;
@@ -160,8 +160,7 @@ void Model::exportBatch() {
         for (const auto& [id, task] : work) {
             post([this, id = id, name = task.sourceName] {
                 updateItem(id, [](FileItem& i) {
-                    i.status = status::mastering;
-                    i.statusColor = status::analysingColor;
+                    i.status = ItemStatus::mastering;
                 });
                 setProcessingName(name);
                 setBatchCurrent(0);
@@ -173,11 +172,9 @@ void Model::exportBatch() {
                 if (outcome.error) batchFailures_.push_back({name, *outcome.error});
                 updateItem(id, [&](FileItem& i) {
                     if (outcome.error) {
-                        i.status = status::failed;
-                        i.statusColor = status::failedColor;
+                        i.status = ItemStatus::failed;
                     } else {
-                        i.status = status::mastered;
-                        i.statusColor = status::readyColor;
+                        i.status = ItemStatus::mastered;
                         i.measured = outcome.after;
                         i.maxGR = outcome.maxGR;
                         i.protectionAppliedDB = outcome.protectionAppliedDB;

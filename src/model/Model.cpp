@@ -159,7 +159,7 @@ void Model::analyzeNext() {
     FileItem* next = nullptr;
     if (!busy_)
         for (auto& i : queue_)
-            if (i.status == status::pending) {
+            if (i.status == ItemStatus::pending) {
                 next = &i;
                 break;
             }
@@ -174,8 +174,7 @@ void Model::analyzeNext() {
         return;
     }
     setBusy(true);
-    next->status = status::analysing;
-    next->statusColor = status::analysingColor;
+    next->status = ItemStatus::analysing;
     emit itemChanged(next->id);
     emit queueChanged();
     setAnalyzingName(next->name);
@@ -195,8 +194,7 @@ void Model::analyzeNext() {
             const QString message = QString::fromStdString(analysed.error().message());
             post([this, id, message] {
                 updateItem(id, [&](FileItem& i) {
-                    i.status = status::readFailed;
-                    i.statusColor = status::failedColor;
+                    i.status = ItemStatus::readFailed;
                     i.info = message;
                 });
                 finishAnalysis(id);
@@ -226,12 +224,10 @@ void Model::analyzeNext() {
                 i.spectrumBins = std::move(bins);
                 if (!reason) {
                     i.info = QString::fromStdString(a->infoLine());
-                    i.status = status::ready;
-                    i.statusColor = status::readyColor;
+                    i.status = ItemStatus::ready;
                 } else {
                     i.info = QString::fromStdString(*reason);
-                    i.status = status::unmeasurable;
-                    i.statusColor = status::unmeasurableColor;
+                    i.status = ItemStatus::unmeasurable;
                 }
             });
             if (reason)

@@ -14,10 +14,10 @@ NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm, std::op
     const bool integratedOK = !targetMissedLUFS && std::isfinite(i) &&
                               std::abs(i - norm.lufs) <= norm.toleranceLU + displayRoundingMargin;
     const bool truePeakOK = std::isfinite(tp) && tp <= norm.ceiling + displayRoundingMargin;
-    if (integratedOK && truePeakOK) return {true, "OK"};
-    if (truePeakOK) return {false, "Intégrée hors cible"};
-    if (integratedOK) return {false, "TP au-dessus du plafond"};
-    return {false, "I & TP hors cible"};
+    if (integratedOK && truePeakOK) return {true, VerdictReason::onTarget};
+    if (truePeakOK) return {false, VerdictReason::loudnessOff};
+    if (integratedOK) return {false, VerdictReason::peakOver};
+    return {false, VerdictReason::both};
 }
 
 namespace {

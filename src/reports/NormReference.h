@@ -8,9 +8,12 @@
 
 namespace velmora {
 
+// Why a master is or is not conform; the reports word it in their own language.
+enum class VerdictReason { onTarget, loudnessOff, peakOver, both };
+
 struct NormVerdict {
     bool conform;
-    std::string_view reason;  // "OK", "Intégrée hors cible", "TP au-dessus du plafond", "I & TP hors cible"
+    VerdictReason reason;
 };
 
 // Judged on the norm's own target and ceiling, not on the values the user may have overridden.

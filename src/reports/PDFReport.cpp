@@ -78,7 +78,7 @@ struct Words {
     const char* verdictPass;
     const char* verdictFail;
     const char* normPrefix;
-    std::array<const char*, 4> reasons;  // on target, loudness off, peak over, both
+    std::array<const char*, 4> reasons;  // indexed by VerdictReason
     const char* chain;
     const char* equaliser;
     const char* compressor;
@@ -534,8 +534,7 @@ private:
         text(box.left() + 16, box.bottom() - 10, qs(w_.normPrefix) + qs(norm_.label), 9, QFont::DemiBold, white(0.85),
              Qt::AlignLeft, normWidth);
 
-        const std::size_t reason = v.conform ? 0 : v.reason == "Intégrée hors cible" ? 1
-                                               : v.reason == "TP au-dessus du plafond" ? 2 : 3;
+        const auto reason = std::size_t(v.reason);
         text(box.right() - 16, box.top() + 21, qs(w_.reasons[reason]), 9, QFont::DemiBold, colour, Qt::AlignRight);
         if (in_.targetMissedLUFS) {
             const double lufs = *in_.targetMissedLUFS;

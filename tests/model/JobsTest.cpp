@@ -82,7 +82,7 @@ TEST(ModelJobs, BatchOfFiveWithTwoFailuresKeepsGoing) {
     for (int i = 0; i < 5; ++i) {
         const auto& item = model.queue()[std::size_t(i)];
         const bool fails = i == 1 || i == 3;
-        EXPECT_EQ(item.status, fails ? status::failed : status::mastered) << i;
+        EXPECT_EQ(item.status, fails ? ItemStatus::failed : ItemStatus::mastered) << i;
         if (fails) continue;
         const fs::path master = out / numbered(i, "_master_-23LUFS_LRA0.wav");
         ASSERT_TRUE(fs::exists(master)) << master;
@@ -223,7 +223,7 @@ TEST(ModelJobs, SaveAndABExcerpts) {
     ASSERT_TRUE(waitIdle(model));
     EXPECT_EQ(model.globalStatus(), "Enregistré : saved.wav · -23.0 LUFS");
     EXPECT_EQ(model.batchTotal(), 0);
-    EXPECT_EQ(model.queue()[0].status, status::ready) << "a single save leaves the item as it was";
+    EXPECT_EQ(model.queue()[0].status, ItemStatus::ready) << "a single save leaves the item as it was";
 
     choosers.saveFile = q(dir / "missing" / "saved.wav");
     model.saveMaster();

@@ -35,8 +35,7 @@ TEST(ModelQueue, AnalysesInQueueOrderWithProgressTexts) {
     EXPECT_EQ(model.analyzeDone(), 0);
     EXPECT_EQ(model.analyzingName(), "");
     for (const auto& item : model.queue()) {
-        EXPECT_EQ(item.status, status::ready);
-        EXPECT_EQ(item.statusColor, status::readyColor);
+        EXPECT_EQ(item.status, ItemStatus::ready);
         EXPECT_EQ(item.info, "0:03 · stéréo · 48.0 kHz");
         ASSERT_TRUE(item.measured);
         // A 997 Hz sine of peak 0.1 in both channels: −23.01 dB of mean square each, +3.01 for
@@ -103,17 +102,16 @@ TEST(ModelQueue, UnmeasurableAndUnreadableFiles) {
     ASSERT_TRUE(waitIdle(model));
 
     const auto& items = model.queue();
-    EXPECT_EQ(items[0].status, status::unmeasurable);
+    EXPECT_EQ(items[0].status, ItemStatus::unmeasurable);
     EXPECT_EQ(items[0].info, "Signal trop faible ou silencieux pour être mesuré.");
     EXPECT_TRUE(statuses.contains("« silence.wav » : Signal trop faible ou silencieux pour être mesuré."));
-    EXPECT_EQ(items[1].status, status::unmeasurable);
+    EXPECT_EQ(items[1].status, ItemStatus::unmeasurable);
     EXPECT_EQ(items[1].info, "Fichier trop court pour être mesuré (< 0,4 s).");
     EXPECT_TRUE(items[1].hasAudio()) << "kept with its arrays";
-    EXPECT_EQ(items[2].status, status::readFailed);
-    EXPECT_EQ(items[2].statusColor, status::failedColor);
+    EXPECT_EQ(items[2].status, ItemStatus::readFailed);
     EXPECT_FALSE(items[2].info.isEmpty());
     EXPECT_TRUE(items[3].isVideo);
-    EXPECT_EQ(items[3].status, status::ready);
+    EXPECT_EQ(items[3].status, ItemStatus::ready);
     EXPECT_TRUE(items[3].info.startsWith("vidéo · ")) << items[3].info.toStdString();
 }
 
@@ -131,7 +129,7 @@ TEST(ModelQueue, RemeasureWarnsOnLayoutMismatchAndKeepsStatus) {
     EXPECT_EQ(model.layoutWarning(), "⚠︎ Ce format attend 6 canaux ; le fichier en a 2. Mesure en Auto.");
     ASSERT_TRUE(waitIdle(model));
     EXPECT_NEAR(model.queue()[0].measured->integratedLUFS, stereo, 1e-9);
-    EXPECT_EQ(model.queue()[0].status, status::ready);
+    EXPECT_EQ(model.queue()[0].status, ItemStatus::ready);
 
     model.setLayout(ChannelLayout::mono);
     model.remeasureSelected();

@@ -12,20 +12,21 @@ LoudnessResult reading(double integrated, double truePeak) { return {integrated,
 
 std::string verdictOf(const LoudnessResult& after, int norm) {
     const NormVerdict v = normVerdict(after, presetAt(norm));
-    return (v.conform ? "pass " : "fail ") + std::string(v.reason);
+    constexpr const char* reasons[] = {"OK", "loudness", "peak", "both"};
+    return (v.conform ? "pass " : "fail ") + std::string(reasons[std::size_t(v.reason)]);
 }
 
 }  // namespace
 
 TEST(NormVerdict, JudgesLoudnessAndPeakAgainstTheNormWithDisplayMargin) {
     EXPECT_EQ(verdictOf(reading(-23.2, -1.0), 0), "pass OK");
-    EXPECT_EQ(verdictOf(reading(-23.2, -1.0), 1), "fail TP au-dessus du plafond");
+    EXPECT_EQ(verdictOf(reading(-23.2, -1.0), 1), "fail peak");
     EXPECT_EQ(verdictOf(reading(-23.24, -0.96), 0), "pass OK");
-    EXPECT_EQ(verdictOf(reading(-22.74, -1.0), 0), "fail Intégrée hors cible");
+    EXPECT_EQ(verdictOf(reading(-22.74, -1.0), 0), "fail loudness");
     EXPECT_EQ(verdictOf(reading(-24.9, -2.0), 3), "pass OK");  // US broadcast allows 1 LU
-    EXPECT_EQ(verdictOf(reading(-20.0, 0.0), 0), "fail I & TP hors cible");
-    EXPECT_EQ(verdictOf(reading(test::minusInfinity, test::minusInfinity), 0), "fail I & TP hors cible");
-    EXPECT_EQ(verdictOf(reading(-23.0, test::minusInfinity), 0), "fail TP au-dessus du plafond");
+    EXPECT_EQ(verdictOf(reading(-20.0, 0.0), 0), "fail both");
+    EXPECT_EQ(verdictOf(reading(test::minusInfinity, test::minusInfinity), 0), "fail both");
+    EXPECT_EQ(verdictOf(reading(-23.0, test::minusInfinity), 0), "fail peak");
 }
 
 TEST(OfficialReference, EveryNormWithAPublisherPageHasOneAndTheOthersNone) {

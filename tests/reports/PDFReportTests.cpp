@@ -130,7 +130,7 @@ TEST_F(PDFReport, VerdictColourFollowsTheNorm) {
     EXPECT_EQ(pixelsNear(page, red), 0);
 
     in.presetIndex = 1;  // same master, a -3 dBTP ceiling
-    ASSERT_EQ(std::string(normVerdict(in.after, presetAt(1)).reason), "TP au-dessus du plafond");
+    ASSERT_EQ(normVerdict(in.after, presetAt(1)).reason, VerdictReason::peakOver);
     text = render(in, ReportLanguage::fr);
     EXPECT_EQ(missingFrom(text, {"VERDICT : NON CONFORME", "TP au-dessus du plafond",
                                  "Norme : -23 LUFS · PAD TV France (CST RT-040)"}),
