@@ -30,8 +30,7 @@ constexpr std::size_t streamWindowFrames = std::size_t{1} << 20;
 
 constexpr std::array audioExtensions{"wav", "aif", "aiff", "caf", "mp3", "m4a", "aac", "flac"};
 constexpr std::array videoExtensions{"mov", "mp4", "m4v"};
-// Containers that FFmpeg always recognises by content: when one of these fails to open, the
-// file is damaged rather than of a kind Velmora does not read.
+// Containers that FFmpeg always recognises by content (see Reading::unreadable).
 constexpr std::array damagedWhenUnopenable{"wav", "aif", "aiff", "caf", "mp4", "m4a", "mov", "aac"};
 
 std::string lowerExtension(const std::string& path) {
@@ -89,9 +88,7 @@ private:
         FfmpegDecoder decoder(path);
         switch (decoder.status()) {
         case FfmpegDecoder::Status::ok: break;
-        case FfmpegDecoder::Status::cannotOpen:
-            return fail(contains(damagedWhenUnopenable, lowerExtension(path)) ? Code::corruptFile
-                                                                              : Code::unsupportedFormat);
+        case FfmpegDecoder::Status::cannotOpen: return fail(unreadable(path));
         case FfmpegDecoder::Status::noAudioStream: return fail(Code::noAudioTrack);
         default: return fail(Code::corruptFile);
         }
@@ -102,23 +99,26 @@ private:
         }
         switch (decoder.openDecoder()) {
         case FfmpegDecoder::Status::ok: break;
-        case FfmpegDecoder::Status::noDecoder: return fail(Code::unsupportedFormat);
+        case FfmpegDecoder::Status::noDecoder: return fail(unreadable(path));
         default: return fail(Code::corruptFile);
         }
 
-        const std::int64_t estimate = decoder.estimatedFrames();
-        // A video may not announce its sound's length (a fragmented recording); its audio is
-        // then grown as it comes. An audio file that cannot say how long it is is damaged.
-        if (route_ == Route::audioFile && estimate < 1) return fail(Code::corruptFile);
-        const auto expected = std::size_t(std::max<std::int64_t>(estimate, 0));
+        // A stream written through a pipe announces no length, or a false one: the length is
+        // what decodes, and the channels grow as it comes. Only a length the file size vouches
+        // for may refuse a file before decoding; the memory check otherwise counts the frames
+        // actually decoded (grow), so a header cannot claim a file too large to read.
+        const auto length = decoder.estimatedLength();
+        const auto expected = std::size_t(length.frames);
         streaming_ = listener_ && !listener_->keepsSamples();
-        if (!streaming_ && !fitsInMemory(expected, std::size_t(channelCount))) return fail(Code::tooLarge);
+        std::size_t reserved = streaming_ ? streamWindowFrames : expected;
+        if (!streaming_ && !fitsInMemory(expected, std::size_t(channelCount))) {
+            if (length.bounded) return fail(Code::tooLarge);
+            reserved = 0;
+        }
 
         audio_.sampleRate = decoder.sampleRate();
-        audio_.declaredPositions = decoder.declaredPositions();
-        if (int(audio_.declaredPositions.size()) != channelCount) audio_.declaredPositions.clear();
         audio_.channels.resize(std::size_t(channelCount));
-        for (auto& channel : audio_.channels) channel.resize(streaming_ ? streamWindowFrames : expected);
+        for (auto& channel : audio_.channels) channel.resize(reserved);
         if (listener_) listener_->started(audio_, expected);
 
         std::vector<float*> destination(audio_.channels.size());
@@ -156,6 +156,8 @@ private:
         if (listener_ && decoded > announced) listener_->framesDecoded(audio_, announced, decoded);
         quiesce();
         shrinkTo(streaming_ ? 0 : decoded);
+        audio_.declaredPositions = decoder.declaredPositions();
+        if (int(audio_.declaredPositions.size()) != channelCount) audio_.declaredPositions.clear();
         return std::move(audio_);
     }
 
@@ -180,6 +182,12 @@ private:
             // measurement does.
             if (channel.capacity() - frames > frames / 16 + notifyInterval) channel.shrink_to_fit();
         }
+    }
+
+    // FFmpeg knows these containers by their content, so when one will not open or holds a
+    // codec that cannot be decoded, the file is damaged rather than of a kind Velmora does not read.
+    static Code unreadable(const std::string& path) {
+        return contains(damagedWhenUnopenable, lowerExtension(path)) ? Code::corruptFile : Code::unsupportedFormat;
     }
 
     Expected<PlanarAudio> fail(Code code) {

@@ -14,7 +14,8 @@ namespace velmora {
 class DecodeListener {
 public:
     virtual ~DecodeListener() = default;
-    // Channels are allocated (sized to the expected length) and the rate is known.
+    // Channels are allocated and the rate is known. `expectedFrames` is what the file announces,
+    // 0 when it does not say; the decoded length may differ either way (a pipe, a padded block).
     virtual void started(const PlanarAudio& audio, std::size_t expectedFrames) = 0;
     // Frames [begin, end) of every channel hold their final values. The listener may start
     // work that reads them and return at once.

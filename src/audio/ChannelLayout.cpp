@@ -125,13 +125,37 @@ std::vector<double> declaredWeights(const std::vector<std::uint64_t>& positions)
 
 std::vector<double> resolveChannelWeights(int channelCount, ChannelLayout layout, ChannelOrder order,
                                           const std::vector<std::uint64_t>& declaredPositions) {
+    if (channelCount > 0 && int(declaredPositions.size()) == channelCount) return declaredWeights(declaredPositions);
     if (channelCount == 6) {
         auto w = orderWeights(order);
         return {w.begin(), w.end()};
     }
     if (auto w = layoutWeights(layout); w && int(w->size()) == channelCount) return *w;
-    if (channelCount > 0 && int(declaredPositions.size()) == channelCount) return declaredWeights(declaredPositions);
     return defaultWeights(channelCount);
+}
+
+std::optional<ChannelOrder> fivePointOneOrder(ChannelOrder chosen, const std::vector<std::uint64_t>& declaredPositions) {
+    if (declaredPositions.empty()) return chosen;
+    if (declaredPositions.size() != 6) return std::nullopt;
+    std::array<std::string_view, 6> labels;
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        switch (declaredPositions[i]) {
+        case speaker::frontLeft: labels[i] = "L"; break;
+        case speaker::frontRight: labels[i] = "R"; break;
+        case speaker::frontCenter: labels[i] = "C"; break;
+        case speaker::lowFrequency: labels[i] = "LFE"; break;
+        case speaker::backLeft:
+        case speaker::sideLeft: labels[i] = "Ls"; break;
+        case speaker::backRight:
+        case speaker::sideRight: labels[i] = "Rs"; break;
+        default: return std::nullopt;
+        }
+    }
+    for (ChannelOrder o : allChannelOrders) {
+        const auto names = orderLabels(o);
+        if (std::equal(labels.begin(), labels.end(), names.begin())) return o;
+    }
+    return std::nullopt;
 }
 
 std::string channelDescription(int n) {

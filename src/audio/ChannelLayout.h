@@ -48,10 +48,16 @@ std::vector<double> defaultWeights(int channelCount);
 // Weights from the positions a file declares: LFE 0, side and back surrounds 1.41, others 1.
 std::vector<double> declaredWeights(const std::vector<std::uint64_t>& positions);
 
-// Six channels always follow the 5.1 order; a matching layout gives its row; otherwise the
-// file's declared positions when it has them for every channel, else defaultWeights.
+// The file's declared positions when it has them for every channel: they say where each
+// channel goes, so no setting can contradict them. Otherwise six channels follow the 5.1 order,
+// a matching layout gives its row, and anything else gets defaultWeights.
 std::vector<double> resolveChannelWeights(int channelCount, ChannelLayout, ChannelOrder,
                                           const std::vector<std::uint64_t>& declaredPositions = {});
+
+// The 5.1 order in which a six-channel file's centre and LFE really lie, by the rule of
+// resolveChannelWeights: the order its declared positions spell, else the chosen one. Nothing
+// when the declared positions are not a 5.1 order (no LFE, say): there is no pair to compare.
+std::optional<ChannelOrder> fivePointOneOrder(ChannelOrder chosen, const std::vector<std::uint64_t>& declaredPositions);
 
 std::string channelDescription(int channelCount);
 std::optional<std::string> layoutMismatchWarning(ChannelLayout, int channelCount);

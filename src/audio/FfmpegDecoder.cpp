@@ -59,6 +59,23 @@ bool isPlainPcm(AVCodecID id) {
     }
 }
 
+// One speaker bit per channel into `out` (whose storage is reused), or nothing when the
+// layout does not say where every channel goes.
+void speakerPositions(const AVChannelLayout& layout, std::vector<std::uint64_t>& out) {
+    out.clear();
+    if (layout.order != AV_CHANNEL_ORDER_NATIVE && layout.order != AV_CHANNEL_ORDER_CUSTOM) return;
+    for (int i = 0; i < layout.nb_channels; ++i) {
+        const AVChannel channel = av_channel_layout_channel_from_index(&layout, unsigned(i));
+        // A custom map may name unknown or ambisonic channels: then the file does not really
+        // say where its speakers are.
+        if (channel < 0 || channel >= 64) {
+            out.clear();
+            return;
+        }
+        out.push_back(std::uint64_t{1} << unsigned(channel));
+    }
+}
+
 }  // namespace
 
 FfmpegDecoder::FfmpegDecoder(const std::string& path) {
@@ -79,15 +96,17 @@ FfmpegDecoder::FfmpegDecoder(const std::string& path) {
     // decode calls. Raised only now: the format probing above scans whole packets, and large
     // ones make it dearer than the decoding itself.
     av_opt_set_int(raw, "max_size", 1024 * 1024, AV_OPT_SEARCH_CHILDREN);
-    const int index = av_find_best_stream(raw, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
-    if (index < 0) {
+    // The first audio track, as a player lists them: FFmpeg's idea of the best one weighs
+    // bit rates and flags, and would measure a commentary or a second mix over the main one.
+    for (unsigned i = 0; i < raw->nb_streams && !stream_; ++i)
+        if (raw->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) stream_ = raw->streams[i];
+    if (!stream_) {
         status_ = Status::noAudioStream;
         return;
     }
-    stream_ = raw->streams[index];
     // Other streams of a video are skipped by the demuxer instead of being read and dropped.
     for (unsigned i = 0; i < raw->nb_streams; ++i)
-        if (int(i) != index) raw->streams[i]->discard = AVDISCARD_ALL;
+        if (raw->streams[i] != stream_) raw->streams[i]->discard = AVDISCARD_ALL;
 
     const AVCodecParameters* par = stream_->codecpar;
     if (par->ch_layout.nb_channels <= 0) {
@@ -111,25 +130,28 @@ int FfmpegDecoder::channelCount() const { return stream_ ? stream_->codecpar->ch
 
 int FfmpegDecoder::sampleRate() const { return stream_ ? stream_->codecpar->sample_rate : 0; }
 
-std::int64_t FfmpegDecoder::estimatedFrames() const {
+FfmpegDecoder::Length FfmpegDecoder::estimatedLength() const {
     const int rate = sampleRate();
-    if (rate <= 0) return 0;
+    if (rate <= 0) return {};
     const AVRational perSample{1, rate};
-    std::int64_t frames = 0;
+    Length length;
     if (stream_->duration != AV_NOPTS_VALUE && stream_->duration > 0)
-        frames = av_rescale_q(stream_->duration, stream_->time_base, perSample);
+        length.frames = av_rescale_q(stream_->duration, stream_->time_base, perSample);
     else if (format_->duration != AV_NOPTS_VALUE && format_->duration > 0)
-        frames = av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, perSample);
-    // A header may announce more data than the file holds (an interrupted recording); the file
-    // size caps what uncompressed audio can really contain.
+        length.frames = av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, perSample);
+    // A header may announce more data than the file holds (an interrupted recording), or
+    // nothing at all (written through a pipe); the file size caps what uncompressed audio can
+    // really contain.
     if (pcmFrameBytes_ > 0 && format_->pb) {
         const std::int64_t size = avio_size(format_->pb);
         if (size > 0) {
             const std::int64_t bound = size / pcmFrameBytes_;
-            frames = frames > 0 ? std::min(frames, bound) : bound;
+            length.frames = length.frames > 0 ? std::min(length.frames, bound) : bound;
+            length.bounded = true;
         }
     }
-    return std::max<std::int64_t>(frames, 0);
+    length.frames = std::max<std::int64_t>(length.frames, 0);
+    return length;
 }
 
 FfmpegDecoder::Status FfmpegDecoder::openDecoder() {
@@ -152,26 +174,31 @@ FfmpegDecoder::Status FfmpegDecoder::openDecoder() {
 }
 
 std::vector<std::uint64_t> FfmpegDecoder::declaredPositions() const {
-    if (!stream_) return {};
-    const AVChannelLayout& layout = codec_ ? codec_->ch_layout : stream_->codecpar->ch_layout;
-    if (layout.order != AV_CHANNEL_ORDER_NATIVE && layout.order != AV_CHANNEL_ORDER_CUSTOM) return {};
+    if (decodedAny_) return positionsVary_ ? std::vector<std::uint64_t>{} : framePositions_;
     std::vector<std::uint64_t> positions;
-    positions.reserve(std::size_t(layout.nb_channels));
-    for (int i = 0; i < layout.nb_channels; ++i) {
-        const AVChannel channel = av_channel_layout_channel_from_index(&layout, unsigned(i));
-        // A custom map may name unknown or ambisonic channels: then the file does not really
-        // say where its speakers are.
-        if (channel < 0 || channel >= 64) return {};
-        positions.push_back(std::uint64_t{1} << unsigned(channel));
-    }
+    if (stream_) speakerPositions(codec_ ? codec_->ch_layout : stream_->codecpar->ch_layout, positions);
     return positions;
+}
+
+void FfmpegDecoder::notePositions() {
+    if (!decodedAny_) {
+        decodedAny_ = true;
+        speakerPositions(frame_->ch_layout, framePositions_);
+        scratchPositions_.reserve(framePositions_.size());
+        return;
+    }
+    speakerPositions(frame_->ch_layout, scratchPositions_);
+    positionsVary_ = positionsVary_ || scratchPositions_ != framePositions_;
 }
 
 FfmpegDecoder::Pull FfmpegDecoder::pull() {
     if (!codec_) return Pull::error;
     for (;;) {
         int result = avcodec_receive_frame(codec_.get(), frame_.get());
-        if (result >= 0) return Pull::frame;
+        if (result >= 0) {
+            notePositions();
+            return Pull::frame;
+        }
         if (result == AVERROR_EOF) return Pull::end;
         if (result != AVERROR(EAGAIN) || flushing_) return Pull::error;
 

@@ -34,8 +34,9 @@ public:
     enum class Pull { frame, end, error };
     enum class Conversion { ok, nonFinite, unsupportedFormat };
 
-    // Opens the container and picks its best audio stream. The codec waits for openDecoder(),
-    // so a file refused for its channel count is reported as such, not as a codec failure.
+    // Opens the container and takes its first audio stream in the container's order. The codec
+    // waits for openDecoder(), so a file refused for its channel count is reported as such, not
+    // as a codec failure.
     explicit FfmpegDecoder(const std::string& path);
     ~FfmpegDecoder();
     FfmpegDecoder(const FfmpegDecoder&) = delete;
@@ -44,12 +45,19 @@ public:
     Status status() const { return status_; }
     int channelCount() const;
     int sampleRate() const;
-    // Frames the container announces, bounded by the file size for uncompressed audio; 0 when
-    // nothing is known.
-    std::int64_t estimatedFrames() const;
+    struct Length {
+        std::int64_t frames = 0;  // 0 when nothing is known
+        // The file size caps it (plain PCM): the file cannot hold more. Any other length is only
+        // what a header says, which a stream written through a pipe or cut short belies.
+        bool bounded = false;
+    };
+    // The length the container announces, bounded by the file size for uncompressed audio.
+    Length estimatedLength() const;
 
     Status openDecoder();
-    // One speaker bit per channel, or empty when the stream does not say where they go.
+    // One speaker bit per channel, or empty when the stream does not say where they go. Once
+    // frames are decoded, the positions they carry, which are what the samples follow; empty
+    // when they did not all carry the same.
     std::vector<std::uint64_t> declaredPositions() const;
 
     // Advances to the next decoded frame; the frame stays valid until the next call.
@@ -61,6 +69,8 @@ public:
     Conversion convertFrame(float* const* dst) const;
 
 private:
+    void notePositions();
+
     Status status_ = Status::cannotOpen;
     std::unique_ptr<AVFormatContext, FormatContextCloser> format_;
     std::unique_ptr<AVCodecContext, CodecContextFreer> codec_;
@@ -69,6 +79,10 @@ private:
     AVStream* stream_ = nullptr;
     int pcmFrameBytes_ = 0;  // bytes per frame of plain PCM, 0 for anything else
     bool flushing_ = false;
+    bool decodedAny_ = false;
+    bool positionsVary_ = false;
+    std::vector<std::uint64_t> framePositions_;  // those of the first decoded frame
+    std::vector<std::uint64_t> scratchPositions_;
 };
 
 }  // namespace velmora::detail

@@ -56,7 +56,10 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     }
     if (a.channelCount == 6 || settings.channelEnergies) {
         a.energies = streaming ? streaming->channelEnergies() : channelEnergies(audio.channels, audio.sampleRate);
-        if (a.channelCount == 6) a.inversion = detectInversion(a.energies, settings.order);
+        if (a.channelCount == 6) {
+            if (const auto order = fivePointOneOrder(settings.order, audio.declaredPositions))
+                a.inversion = detectInversion(a.energies, *order);
+        }
     }
     if (progress) progress(1.0);
     if (settings.keepAudio) a.audio = std::move(audio);

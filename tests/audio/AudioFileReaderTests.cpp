@@ -1,6 +1,7 @@
 // The reader round-trips every accepted container into planar float, keeps channel order,
-// rate and declared speaker positions, refuses bad input with the message the user sees, and
-// keeps its contract with a listener that reads the channels while they are being decoded.
+// rate and declared speaker positions, takes a video's first audio track, reads to the end a
+// stream whose header gives no true length, refuses bad input with the message the user sees,
+// and keeps its contract with a listener that reads the channels while they are being decoded.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -156,6 +157,10 @@ TEST(AudioFileReader, SurroundKeepsOrderRateAndDeclaredPositions) {
                   (std::vector<std::uint64_t>{frontLeft, frontRight, frontCenter, lowFrequency}));
         EXPECT_TRUE((p[4] == backLeft && p[5] == backRight) || (p[4] == sideLeft && p[5] == sideRight)) << name;
     }
+    // A WAV without a channel mask says nothing; the user's 5.1 order must decide for it.
+    auto bare = readAudioFile((dir / "six.wav").string());
+    ASSERT_TRUE(bare);
+    EXPECT_TRUE(bare->declaredPositions.empty());
 }
 
 TEST(AudioFileReader, BadInputGivesItsMessageOrTheFramesPresent) {
@@ -169,10 +174,16 @@ TEST(AudioFileReader, BadInputGivesItsMessageOrTheFramesPresent) {
     test::writeFloatWav(dir / "nan.wav", withNan, rate);
     test::writeFloatWav(dir / "24.wav", tones(24, 480), rate);
     ASSERT_TRUE(ffmpeg("-f lavfi -i color=c=black:s=32x32:r=5:d=1 -c:v mpeg4 " + shellQuote((dir / "mute.mp4").string())));
+    // A well-formed WAV whose format tag names a codec FFmpeg has no decoder for.
+    std::string unknownCodec = readBytes(dir / "ok.wav");
+    unknownCodec.replace(20, 2, "\x3f\x3f", 2);
+    writeBytes(dir / "codec.wav", unknownCodec);
+    writeBytes(dir / "codec.xyz", unknownCodec);
 
     const std::string corrupt = "Fichier illisible ou endommagé.";
+    const std::string unsupported = "Format non pris en charge (essayez WAV, AIFF, MP4, MOV).";
     for (const auto& [file, message] : {std::pair{"header.wav", corrupt}, {"missing.wav", corrupt}, {"nan.wav", corrupt},
-                                        {"noise.xyz", "Format non pris en charge (essayez WAV, AIFF, MP4, MOV)."},
+                                        {"codec.wav", corrupt}, {"noise.xyz", unsupported}, {"codec.xyz", unsupported},
                                         {"mute.mp4", "Impossible de lire ce fichier audio."},
                                         {"24.wav", "Trop de canaux (24). Maximum géré : 16."}}) {
         RecordingListener listener;
@@ -197,6 +208,54 @@ TEST(AudioFileReader, BadInputGivesItsMessageOrTheFramesPresent) {
         EXPECT_TRUE(audio->channels == source) << file;
         EXPECT_LE(listener.events.front().end * 4, bytes.size()) << file << ": memory for frames the file cannot hold";
     }
+}
+
+TEST(AudioFileReader, VideoIsReadOnItsFirstAudioTrack) {
+    test::ScratchDir dir;
+    const Channels main = tones(2, rate);
+    Channels second = main;
+    for (auto& channel : second)
+        for (float& x : channel) x /= 8;
+    test::writeFloatWav(dir / "main.wav", main, rate);
+    test::writeFloatWav(dir / "second.wav", second, rate);
+    // Both tracks flagged default, the second at the higher bit rate: FFmpeg's own choice of a
+    // best stream would take the second.
+    const auto movie = dir / "two tracks.mov";
+    ASSERT_TRUE(ffmpeg("-f lavfi -i color=c=black:s=32x32:r=5:d=1 -i " + shellQuote((dir / "main.wav").string()) +
+                       " -i " + shellQuote((dir / "second.wav").string()) +
+                       " -map 0:v -map 1:a -map 2:a -c:v mpeg4 -c:a:0 pcm_s16le -c:a:1 pcm_s24le"
+                       " -disposition:a:0 default -disposition:a:1 default " +
+                       shellQuote(movie.string())));
+    auto audio = readVideoAudio(movie.string());
+    ASSERT_TRUE(audio) << audio.error().message();
+    EXPECT_TRUE(audio->channels == main) << "not the first audio track";
+}
+
+TEST(AudioFileReader, StreamsWithoutATrueLengthDecodeToTheirEnd) {
+    test::ScratchDir dir;
+    const Channels source = tones(2, 3 * rate);
+    test::writeFloatWav(dir / "source.wav", source, rate);
+    // Written to a pipe, the muxer cannot go back to fill in the length.
+    for (const auto& [file, args] : {std::pair{"piped.wav", "-c:a pcm_s16le -f wav"}, std::pair{"piped.flac", "-f flac"}}) {
+        const auto path = (dir / file).string();
+        ASSERT_TRUE(ffmpeg("-i " + shellQuote((dir / "source.wav").string()) + " " + args + " - > " + shellQuote(path)));
+        RecordingListener listener;
+        auto audio = readAudioFile(path, &listener);
+        ASSERT_TRUE(audio) << file << ": " << audio.error().message();
+        EXPECT_TRUE(audio->channels == source) << file;
+        listener.expectWatched(*audio);
+    }
+
+    // A FLAC header claiming the largest length its 36-bit field holds, far more than memory:
+    // the file must still read, since what counts is what decodes.
+    std::string bytes = readBytes(convert(dir / "source.wav", dir / "claims.flac", ""));
+    ASSERT_EQ(bytes.substr(0, 4), "fLaC");
+    bytes[21] = char(bytes[21] | 0x0f);
+    bytes.replace(22, 4, "\xff\xff\xff\xff", 4);
+    writeBytes(dir / "claims.flac", bytes);
+    auto claims = readAudioFile((dir / "claims.flac").string());
+    ASSERT_TRUE(claims) << claims.error().message();
+    EXPECT_TRUE(claims->channels == source);
 }
 
 TEST(AudioFileReader, ListenerSeesEveryFrameInOrderAndIsQuiescedBeforeChannelsMove) {

@@ -8,8 +8,23 @@ namespace {
 
 constexpr double S = surroundWeight;
 
-TEST(ChannelLayout, WeightsFollowOrderThenLayoutThenDeclaredPositions) {
+TEST(ChannelLayout, WeightsFollowDeclaredPositionsThenOrderThenLayout) {
     using namespace speaker;
+    // FFmpeg hands 5.1 over in its own order whatever the codec stored: a declared file is
+    // weighted by where its channels are, never by the order the user picked for bare files.
+    const std::vector<std::uint64_t> declared51{frontLeft, frontRight, frontCenter, lowFrequency, sideLeft, sideRight};
+    for (ChannelOrder order : allChannelOrders) {
+        EXPECT_EQ(resolveChannelWeights(6, ChannelLayout::s51, order, declared51),
+                  (std::vector<double>{1, 1, 1, 0, S, S}));
+        EXPECT_EQ(fivePointOneOrder(order, declared51), ChannelOrder::smpte);
+        EXPECT_EQ(fivePointOneOrder(order, {}), order);
+    }
+    EXPECT_EQ(fivePointOneOrder(ChannelOrder::smpte, {frontCenter, frontLeft, frontRight, backLeft, backRight, lowFrequency}),
+              ChannelOrder::aac);
+    // A six-channel file without an LFE has no centre/LFE pair to compare.
+    EXPECT_EQ(fivePointOneOrder(ChannelOrder::smpte, {frontLeft, frontRight, frontCenter, backCenter, sideLeft, sideRight}),
+              std::nullopt);
+
     EXPECT_EQ(resolveChannelWeights(6, ChannelLayout::stereo, ChannelOrder::film),
               (std::vector<double>{1, 1, 1, S, S, 0}));
     EXPECT_EQ(resolveChannelWeights(6, ChannelLayout::autoDetect, ChannelOrder::itu),

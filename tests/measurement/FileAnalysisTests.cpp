@@ -1,6 +1,9 @@
 // One pass over a real file: measuring while decoding, through the reused window or into the
-// whole buffer, must give the figures of measuring the decoded buffer afterwards.
+// whole buffer, must give the figures of measuring the decoded buffer afterwards, weigh the
+// channels where the file says they are, and move the progress bar only forwards.
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "Signals.h"
 #include "measurement/FileAnalysis.h"
@@ -57,17 +60,105 @@ TEST(FileAnalysis, SwappedCentreAndLfeAreNoticedWhileStreaming) {
     ch[3] = sine(1000, -20, n, fs);  // LFE position carries a mid tone
     test::ScratchDir dir;
     test::writeFloatWav(dir / "six.wav", ch, int(fs));
-    for (bool keep : {false, true}) {
-        AnalysisSettings s;
-        s.keepAudio = keep;
-        const auto a = analyseFile((dir / "six.wav").string(), s);
+    const auto expectSwapAt2And3 = [](const std::string& path, const AnalysisSettings& s) {
+        const auto a = analyseFile(path, s);
         ASSERT_TRUE(a);
-        ASSERT_TRUE(a->inversion.has_value()) << "keepAudio " << keep;
+        ASSERT_TRUE(a->inversion.has_value());
         EXPECT_EQ(a->inversion->suspectedCenterIndex, 2);
         EXPECT_EQ(a->inversion->suspectedLFEIndex, 3);
         EXPECT_GT(a->inversion->centerSubRatio, 0.95);
         EXPECT_LT(a->inversion->lfeSubRatio, 0.05);
+    };
+    for (bool keep : {false, true}) {
+        SCOPED_TRACE(keep ? "kept" : "streamed");
+        AnalysisSettings s;
+        s.keepAudio = keep;
+        expectSwapAt2And3((dir / "six.wav").string(), s);
     }
+    // Declared positions place the centre and the LFE, whatever order the user picked.
+    const auto flac = (dir / "six.flac").string();
+    ASSERT_TRUE(test::ffmpeg("-i " + test::shellQuote((dir / "six.wav").string()) + " -channel_layout 5.1 " +
+                             test::shellQuote(flac)));
+    for (ChannelOrder order : allChannelOrders) {
+        SCOPED_TRACE(std::string(rawValue(order)));
+        AnalysisSettings s;
+        s.order = order;
+        expectSwapAt2And3(flac, s);
+    }
+}
+
+TEST(FileAnalysis, DeclaredSurroundReadsTheSameUnderEveryOrderSetting) {
+    // A level of its own per channel and a loud LFE: weighing any channel as if it sat
+    // elsewhere moves the reading by far more than the tolerance.
+    constexpr double fs = 48000;
+    const std::size_t n = framesFor(6.0, fs);
+    const Channels programme{sine(1000, -18, n, fs), sine(500, -24, n, fs),  sine(700, -14, n, fs),
+                             sine(60, -6, n, fs),    sine(1500, -30, n, fs), sine(2000, -36, n, fs)};
+    const double truth = LoudnessEngine::measure(programme, *layoutWeights(ChannelLayout::s51), fs).integratedLUFS;
+
+    test::ScratchDir dir;
+    const auto bare = (dir / "bare.wav").string();
+    test::writeFloatWav(bare, programme, int(fs));
+    const std::pair<const char*, const char*> encodings[] = {{"mask.wav", "-c:a pcm_s24le"},
+                                                             {"x.flac", ""},
+                                                             {"x.m4a", "-c:a aac -b:a 384k"},
+                                                             {"x.ac3", "-c:a ac3 -b:a 448k"}};
+    for (const auto& [file, args] : encodings)
+        ASSERT_TRUE(test::ffmpeg("-i " + test::shellQuote(bare) + " -channel_layout 5.1 " + args + " " +
+                                 test::shellQuote((dir / file).string())));
+
+    for (ChannelOrder order : allChannelOrders) {
+        SCOPED_TRACE(std::string(rawValue(order)));
+        AnalysisSettings s;
+        s.order = order;
+        for (const auto& [file, args] : encodings) {
+            const auto a = analyseFile((dir / file).string(), s);
+            ASSERT_TRUE(a) << file;
+            EXPECT_NEAR(a->result.integratedLUFS, truth, 0.15) << file;
+        }
+        // A file that declares nothing is read through the chosen order.
+        const auto a = analyseFile(bare, s);
+        ASSERT_TRUE(a);
+        const auto w = orderWeights(order);
+        EXPECT_NEAR(a->result.integratedLUFS, LoudnessEngine::measure(programme, w, fs).integratedLUFS, 1e-6);
+    }
+}
+
+TEST(FileAnalysis, ProgressOnlyClimbsOnALongProgramme) {
+    // Five minutes at 48 kHz: on anything past about four, the first slice measured was less
+    // than the 2 % the measurement reports on starting, and the bar went back.
+    test::ScratchDir dir;
+    const auto path = (dir / "long.wav").string();
+    ASSERT_TRUE(test::ffmpeg("-f lavfi -i sine=frequency=997:sample_rate=48000:duration=300 -c:a pcm_s16le " +
+                             test::shellQuote(path)));
+    const auto expectClimbsToOne = [](const std::vector<double>& seen) {
+        if (seen.empty()) return ADD_FAILURE() << "no progress at all";
+        EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end())) << "went back";
+        EXPECT_GE(seen.front(), 0.0);
+        EXPECT_EQ(seen.back(), 1.0);
+    };
+
+    PlanarAudio kept;
+    for (int mode = 0; mode < 3; ++mode) {
+        SCOPED_TRACE(mode);
+        AnalysisSettings s;
+        s.keepAudio = mode == 1;
+        s.dialogueGating = mode == 2;
+        std::vector<double> seen;
+        auto a = analyseFile(path, s, [&](double f) { seen.push_back(f); });
+        ASSERT_TRUE(a);
+        expectClimbsToOne(seen);
+        if (s.dialogueGating) continue;
+        // Decoding and measuring own the bar up to 0.95, and move it on the way there.
+        ASSERT_GE(seen.size(), 2u);
+        EXPECT_DOUBLE_EQ(seen.end()[-2], 0.95);
+        EXPECT_GT(std::count_if(seen.begin(), seen.end(), [](double f) { return f > 0.1 && f < 0.9; }), 10);
+        if (s.keepAudio) kept = std::move(a->audio);
+    }
+
+    std::vector<double> seen;
+    LoudnessEngine::measure(kept.channels, mono, kept.sampleRate, [&](double f) { seen.push_back(f); });
+    expectClimbsToOne(seen);
 }
 
 TEST(FileAnalysis, DialogueGatingAndUnreadableFiles) {
