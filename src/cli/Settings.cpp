@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "model/MasterParamsJson.h"
 #include "norms/Presets.h"
 
 namespace velmora::cli {
@@ -53,7 +54,8 @@ MasterParams readParamsFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::stringstream text;
     text << in.rdbuf();
-    auto params = in ? masterParamsFromJson(text.str()) : std::nullopt;
+    // std::ifstream rather than QFile: the path's bytes are used as given, UTF-8 or not.
+    const auto params = in ? masterParamsFromJson(QByteArray::fromStdString(text.str())) : std::nullopt;
     if (!params) throw UsageError("--params: " + path + " is not a complete chain settings object (35 keys)");
     return *params;
 }

@@ -1,10 +1,12 @@
 #pragma once
 // The one record that configures the mastering chain, the processing mode of a job, and the
-// record's persisted JSON form. Frequencies in Hz, gains and levels in dB, times in ms, ratios
+// names its fields persist under. Frequencies in Hz, gains and levels in dB, times in ms, ratios
 // as n for n:1.
+#include <array>
 #include <optional>
-#include <string>
+#include <string>  // kept for the files that have long relied on it from here
 #include <string_view>
+#include <variant>
 
 namespace velmora {
 
@@ -61,14 +63,51 @@ enum class ProcessMode { master, conform };
 std::string_view rawValue(ProcessMode mode);
 std::optional<ProcessMode> processModeFromRaw(std::string_view raw);
 
-// One JSON object with the 35 keys in field order; booleans as JSON booleans, numbers in their
-// shortest round-trip form. A non-finite number has no JSON form and is written as null, which
-// masterParamsFromJson then refuses. Allocates the string.
-std::string toJson(const MasterParams& params);
+struct MasterParamsField {
+    std::string_view key;
+    std::variant<bool MasterParams::*, double MasterParams::*> member;
+};
 
-// Every one of the 35 keys is required with its own type; anything else in the text (a missing
-// key, a wrong type, a nested value, a repeated key, trailing text) refuses the whole record.
-// Keys it does not know are skipped. Allocates (the key being read).
-std::optional<MasterParams> masterParamsFromJson(std::string_view json);
+// Every field of MasterParams once, in declaration order, under the name it is stored with in
+// user presets and --params files: never rename one. The file formats live above this layer and
+// walk this table, so a new field is persisted by adding it here (MasterParams.cpp refuses to
+// compile until the table and the record agree on their count).
+inline constexpr std::array<MasterParamsField, 35> masterParamsFields{{
+    {"eqOn", &MasterParams::eqOn},
+    {"hpfOn", &MasterParams::hpfOn},
+    {"hpfFreq", &MasterParams::hpfFreq},
+    {"lsGain", &MasterParams::lsGain},
+    {"lsFreq", &MasterParams::lsFreq},
+    {"b1Freq", &MasterParams::b1Freq},
+    {"b1Gain", &MasterParams::b1Gain},
+    {"b1Q", &MasterParams::b1Q},
+    {"b2Freq", &MasterParams::b2Freq},
+    {"b2Gain", &MasterParams::b2Gain},
+    {"b2Q", &MasterParams::b2Q},
+    {"hsGain", &MasterParams::hsGain},
+    {"hsFreq", &MasterParams::hsFreq},
+    {"compOn", &MasterParams::compOn},
+    {"compThreshold", &MasterParams::compThreshold},
+    {"compRatio", &MasterParams::compRatio},
+    {"compAttack", &MasterParams::compAttack},
+    {"compRelease", &MasterParams::compRelease},
+    {"compMakeup", &MasterParams::compMakeup},
+    {"lraOn", &MasterParams::lraOn},
+    {"lraTarget", &MasterParams::lraTarget},
+    {"msOn", &MasterParams::msOn},
+    {"midGain", &MasterParams::midGain},
+    {"sideGain", &MasterParams::sideGain},
+    {"teqOn", &MasterParams::teqOn},
+    {"tLsGain", &MasterParams::tLsGain},
+    {"tLsFreq", &MasterParams::tLsFreq},
+    {"tMidGain", &MasterParams::tMidGain},
+    {"tMidFreq", &MasterParams::tMidFreq},
+    {"tMidQ", &MasterParams::tMidQ},
+    {"tHsGain", &MasterParams::tHsGain},
+    {"tHsFreq", &MasterParams::tHsFreq},
+    {"autoProtectComp", &MasterParams::autoProtectComp},
+    {"autoProtectThresholdDB", &MasterParams::autoProtectThresholdDB},
+    {"lraIterative", &MasterParams::lraIterative},
+}};
 
 }  // namespace velmora

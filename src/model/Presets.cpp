@@ -5,6 +5,8 @@
 #include <QJsonObject>
 #include <algorithm>
 
+#include "model/MasterParamsJson.h"
+
 namespace velmora {
 
 namespace {
@@ -31,7 +33,7 @@ QByteArray encodeNamedPresets(const std::vector<NamedPreset>& presets) {
         QJsonObject o;
         o["id"] = p.id.toString(QUuid::WithoutBraces);
         o["name"] = p.name;
-        o["params"] = QJsonDocument::fromJson(QByteArray::fromStdString(toJson(p.params))).object();
+        o["params"] = toJsonObject(p.params);
         array.append(o);
     }
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
@@ -46,8 +48,7 @@ std::optional<std::vector<NamedPreset>> decodeNamedPresets(const QByteArray& jso
         const auto o = v.toObject();
         const auto id = uuidOf(o["id"]);
         if (!id || !o["name"].isString() || !o["params"].isObject()) return std::nullopt;
-        const auto paramsText = QJsonDocument(o["params"].toObject()).toJson(QJsonDocument::Compact).toStdString();
-        auto params = masterParamsFromJson(paramsText);
+        const auto params = masterParamsFromJson(o["params"].toObject());
         if (!params) return std::nullopt;
         out.push_back({*id, o["name"].toString(), *params});
     }
