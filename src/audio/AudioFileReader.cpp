@@ -209,6 +209,12 @@ private:
 
 }  // namespace
 
+std::vector<std::string_view> acceptedExtensions() {
+    std::vector<std::string_view> all(audioExtensions.begin(), audioExtensions.end());
+    all.insert(all.end(), videoExtensions.begin(), videoExtensions.end());
+    return all;
+}
+
 bool isAcceptedExtension(const std::string& path) {
     const std::string ext = lowerExtension(path);
     return contains(audioExtensions, ext) || contains(videoExtensions, ext);

@@ -3,6 +3,8 @@
 // at the file's own rate and channel order, through FFmpeg.
 #include <cstddef>
 #include <string>
+#include <vector>
+#include <string_view>
 
 #include "audio/LoudnessError.h"
 #include "audio/PlanarAudio.h"
@@ -29,7 +31,9 @@ public:
     virtual bool keepsSamples() const { return true; }
 };
 
-// Every audio extension Velmora accepts, and those read through the video path.
+// Every extension Velmora accepts (lower case, without the dot): audio files, then the videos
+// whose sound is read through the video path.
+std::vector<std::string_view> acceptedExtensions();
 bool isAcceptedExtension(const std::string& path);
 bool isVideoPath(const std::string& path);
 

@@ -6,6 +6,7 @@
 #include <QMetaObject>
 #include <QThread>
 
+#include "audio/AudioFileReader.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Presets.h"
 
@@ -26,7 +27,11 @@ Model::~Model() { waitForJob(); }
 std::unique_ptr<QSettings> Model::userStore() { return std::make_unique<QSettings>("Velmora", "Velmora"); }
 
 const QStringList& Model::acceptedExtensions() {
-    static const QStringList extensions{"wav", "aif", "aiff", "caf", "mp3", "m4a", "aac", "flac", "mov", "mp4", "m4v"};
+    static const QStringList extensions = [] {
+        QStringList list;
+        for (std::string_view e : velmora::acceptedExtensions()) list << QString::fromLatin1(e.data(), qsizetype(e.size()));
+        return list;
+    }();
     return extensions;
 }
 
@@ -86,7 +91,7 @@ void Model::openFiles() {
                   : QStringList{};
     if (chosen.isEmpty()) return;
     auto accepted = [](const QString& path) {
-        return acceptedExtensions().contains(QFileInfo(path).suffix().toLower());
+        return isAcceptedExtension(path.toStdString());
     };
     QStringList kept;
     for (const auto& path : chosen) {
@@ -122,8 +127,7 @@ void Model::addFiles(const QStringList& paths) {
         FileItem item;
         item.url = url;
         item.name = QFileInfo(p).fileName();
-        const QString ext = QFileInfo(p).suffix().toLower();
-        item.isVideo = ext == "mov" || ext == "mp4" || ext == "m4v";
+        item.isVideo = isVideoPath(url);
         queue_.push_back(std::move(item));
         ++added;
         if (!selectedID_) {
