@@ -22,6 +22,9 @@ struct EnergyVAD final : VoiceActivityDetector {
     std::vector<bool> detect(std::span<const float> mono, double sampleRate) const override {
         return detectVoice(mono, sampleRate);
     }
+    // Allocates a copy at preferredSampleRate, low-passed before any rate change so that
+    // nothing above its Nyquist folds into the speech band. Empty when the rate converter
+    // cannot be made, which reads as no speech.
     std::vector<bool> detectVoice(std::span<const float> mono, double sampleRate) const;
 };
 
