@@ -17,8 +17,11 @@ inline constexpr std::uint64_t frontLeft = 0x1, frontRight = 0x2, frontCenter = 
 inline constexpr std::uint64_t lowFrequency2 = std::uint64_t{1} << 35;
 }  // namespace speaker
 
+// Planar samples: one float array per channel, all of one length.
+using Channels = std::vector<std::vector<float>>;
+
 struct PlanarAudio {
-    std::vector<std::vector<float>> channels;
+    Channels channels;
     double sampleRate = 0.0;  // Hz
     // One speaker bit per channel when the file declares its layout; empty when it does not.
     std::vector<std::uint64_t> declaredPositions;

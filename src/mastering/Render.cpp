@@ -1,6 +1,6 @@
 #include "mastering/Render.h"
 
-#include "mastering/Biquad.h"
+#include "mastering/Equalisers.h"
 #include "mastering/Compressors.h"
 #include "mastering/LoudnessRangeReduction.h"
 #include "mastering/MidSide.h"

@@ -16,15 +16,11 @@ std::string InversionWarning::text() const {
            formatFixed(lfeSubRatio * 100.0, 0) + " %)";
 }
 
-BiquadCoefficients subBassLowPass(double fs) {
-    const double w = 2.0 * std::numbers::pi * 120.0 / fs;
-    const double alpha = std::sin(w) / 1.414, a0 = 1.0 + alpha, cw = std::cos(w);
-    return {(1.0 - cw) / 2.0 / a0, (1.0 - cw) / a0, (1.0 - cw) / 2.0 / a0, -2.0 * cw / a0, (1.0 - alpha) / a0};
-}
+Biquad subBassLowPass(double fs) { return designLowPass(fs, 120.0, 0.707); }
 
 std::vector<ChannelEnergy> channelEnergies(const std::vector<std::vector<float>>& channels, double fs) {
     // The K-weighting kernel with an identity second section is exactly one biquad.
-    const KWeightingFilter single{subBassLowPass(fs), kernels::identitySection};
+    const KWeightingFilter single{subBassLowPass(fs), identitySection};
 
     std::vector<ChannelEnergy> out(channels.size());
     parallelFor(channels.size(), [&](std::size_t c) {

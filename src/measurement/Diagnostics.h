@@ -26,7 +26,7 @@ struct InversionWarning {
 };
 
 // The 120 Hz low-pass (Q 0.707) whose share of a channel's energy tells bass content.
-BiquadCoefficients subBassLowPass(double sampleRate);
+Biquad subBassLowPass(double sampleRate);
 
 // Channels in parallel.
 std::vector<ChannelEnergy> channelEnergies(const std::vector<std::vector<float>>& channels, double sampleRate);

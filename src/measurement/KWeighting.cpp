@@ -41,9 +41,9 @@ namespace kernels {
 __attribute__((target_clones("arch=x86-64-v3", "default")))
 double kWeight(const KWeightingFilter& f, KWeightState& state, const float* in, float* out, std::size_t n) noexcept {
     // Locals so the recurrences stay in registers.
-    const double b0 = f.shelf[0], b1 = f.shelf[1], b2 = f.shelf[2], a1 = f.shelf[3], a2 = f.shelf[4];
-    const double c0 = f.highPass[0], c1 = f.highPass[1], c2 = f.highPass[2], d1 = f.highPass[3],
-                 d2 = f.highPass[4];
+    const double b0 = f.shelf.b0, b1 = f.shelf.b1, b2 = f.shelf.b2, a1 = f.shelf.a1, a2 = f.shelf.a2;
+    const double c0 = f.highPass.b0, c1 = f.highPass.b1, c2 = f.highPass.b2, d1 = f.highPass.a1,
+                 d2 = f.highPass.a2;
     double s1 = state.shelf.s1, s2 = state.shelf.s2, t1 = state.highPass.s1, t2 = state.highPass.s2;
     double sum = 0.0;
     for (std::size_t i = 0; i < n; ++i) {

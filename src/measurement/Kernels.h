@@ -13,8 +13,6 @@ struct SectionState {
     double s2 = 0.0;
 };
 
-// A pass-through second section, to run the two-section kernel as a single biquad.
-inline constexpr BiquadCoefficients identitySection{1.0, 0.0, 0.0, 0.0, 0.0};
 
 struct KWeightState {
     SectionState shelf;

@@ -78,8 +78,8 @@ std::pair<double, double> LoudnessEngine::windowedLoudness(const Channels& chann
         // Both sections run as separate passes with float storage between them.
         std::vector<float> shelfOut(length);
         kernels::KWeightState st;
-        KWeightingFilter shelfOnly{filter.shelf, kernels::identitySection};
-        KWeightingFilter highPassOnly{filter.highPass, kernels::identitySection};
+        KWeightingFilter shelfOnly{filter.shelf, identitySection};
+        KWeightingFilter highPassOnly{filter.highPass, identitySection};
         kernels::kWeight(shelfOnly, st, x, shelfOut.data(), length);
         kernels::KWeightState st2;
         sum += w * kernels::kWeight(highPassOnly, st2, shelfOut.data(), nullptr, length) / double(length);

@@ -13,11 +13,13 @@
 #include <utility>
 #include <vector>
 
+#include "audio/PlanarAudio.h"
+#include "audio/Progress.h"
+#include "measurement/Biquad.h"
+
 namespace velmora {
 
-using Channels = std::vector<std::vector<float>>;
 using BlockEnergies = std::vector<std::vector<double>>;  // per channel, mean square per block
-using ProgressFn = std::function<void(double)>;          // fraction 0 … 1
 
 struct LoudnessResult {
     double integratedLUFS = -std::numeric_limits<double>::infinity();
@@ -28,12 +30,9 @@ struct LoudnessResult {
     std::optional<double> programmeLUFS;  // dialogue mode only
 };
 
-// One biquad as b0, b1, b2, a1, a2 (a0 = 1).
-using BiquadCoefficients = std::array<double, 5>;
-
 struct KWeightingFilter {
-    BiquadCoefficients shelf;     // high-frequency shelf, first
-    BiquadCoefficients highPass;  // then the high-pass
+    Biquad shelf;     // high-frequency shelf, first
+    Biquad highPass;  // then the high-pass
 };
 
 struct LoudnessEngine {

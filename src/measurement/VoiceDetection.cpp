@@ -7,32 +7,11 @@
 #include <memory>
 #include <numbers>
 
+#include "measurement/Biquad.h"
+
 namespace velmora {
 
 namespace {
-// One band edge as a second-order section (Q 0.707), run from rest in transposed form II
-// with float storage after the pass.
-void bandEdge(std::vector<float>& x, double cutoffHz, double fs, bool highPass) {
-    const double w = 2.0 * std::numbers::pi * cutoffHz / fs;
-    const double alpha = std::sin(w) / 1.414, a0 = 1.0 + alpha, cw = std::cos(w);
-    double b0, b1, b2;
-    if (highPass) {
-        b0 = b2 = (1.0 + cw) / 2.0 / a0;
-        b1 = -(1.0 + cw) / a0;
-    } else {
-        b0 = b2 = (1.0 - cw) / 2.0 / a0;
-        b1 = (1.0 - cw) / a0;
-    }
-    const double a1 = -2.0 * cw / a0, a2 = (1.0 - alpha) / a0;
-    double s1 = 0.0, s2 = 0.0;
-    for (auto& v : x) {
-        const double in = v;
-        const double y = s1 + b0 * in;
-        s1 = s2 + b1 * in - a1 * y;
-        s2 = b2 * in - a2 * y;
-        v = float(y);
-    }
-}
 
 // Speech-band analysis rate, band-limited first: decimating without a low-pass folds cymbals
 // and sibilance above the new Nyquist into the speech band, where they read as voice. soxr's
@@ -106,8 +85,9 @@ std::vector<bool> EnergyVAD::detectVoice(std::span<const float> mono, double sam
         x = toAnalysisRate(mono, sampleRate, fs);
     else
         x.assign(mono.begin(), mono.end());
-    bandEdge(x, 300.0, fs, true);
-    bandEdge(x, 3400.0, fs, false);
+    // The speech band, each edge a second-order section (Q 0.707) run from rest.
+    const Biquad band[] = {designHighPass(fs, 300.0, 0.707), designLowPass(fs, 3400.0, 0.707)};
+    applyBiquads(band, 2, x.data(), x.size());
 
     const auto F = std::size_t(fs * 0.03);
     if (F == 0 || x.size() < F) return {};

@@ -4,40 +4,9 @@
 #include <cstdint>
 #include <numbers>
 
+#include "measurement/Biquad.h"
+
 namespace velmora {
-namespace {
-
-struct Biquad {
-    double b0, b1, b2, a1, a2;
-};
-
-// RBJ sections with a Q of 1/1.4142: the alpha is written out so the coefficients, and so the
-// noise, are the same on every platform.
-Biquad highPass(double frequency, double sampleRate) {
-    const double w0 = 2.0 * std::numbers::pi * frequency / sampleRate, cosw = std::cos(w0);
-    const double alpha = std::sin(w0) / 1.4142, a0 = 1.0 + alpha;
-    return {(1.0 + cosw) / 2.0 / a0, -(1.0 + cosw) / a0, (1.0 + cosw) / 2.0 / a0, -2.0 * cosw / a0,
-            (1.0 - alpha) / a0};
-}
-
-Biquad lowPass(double frequency, double sampleRate) {
-    const double w0 = 2.0 * std::numbers::pi * frequency / sampleRate, cosw = std::cos(w0);
-    const double alpha = std::sin(w0) / 1.4142, a0 = 1.0 + alpha;
-    return {(1.0 - cosw) / 2.0 / a0, (1.0 - cosw) / a0, (1.0 - cosw) / 2.0 / a0, -2.0 * cosw / a0,
-            (1.0 - alpha) / a0};
-}
-
-void applyTransposedDirectForm2(std::vector<float>& x, const Biquad& f) {
-    double z1 = 0.0, z2 = 0.0;
-    for (float& sample : x) {
-        const double in = sample, out = f.b0 * in + z1;
-        z1 = f.b1 * in - f.a1 * out + z2;
-        z2 = f.b2 * in - f.a2 * out;
-        sample = float(out);
-    }
-}
-
-}  // namespace
 
 std::vector<float> generatePinkNoise(double seconds, double sampleRate) {
     const double length = std::floor(seconds * sampleRate);
@@ -60,8 +29,8 @@ std::vector<float> generatePinkNoise(double seconds, double sampleRate) {
         out = float((b0 + b1 + b2 + b3 + b4 + b5 + b6 + 0.5362 * w) * 0.1);
         b6 = 0.115926 * w;
     }
-    applyTransposedDirectForm2(noise, highPass(500.0, sampleRate));
-    applyTransposedDirectForm2(noise, lowPass(2000.0, sampleRate));
+    applyBiquad(noise, designHighPass(sampleRate, 500.0, 0.7071));
+    applyBiquad(noise, designLowPass(sampleRate, 2000.0, 0.7071));
 
     Channels mono{std::move(noise)};
     const double weights[] = {1.0};

@@ -7,7 +7,7 @@
 #include <numbers>
 #include <vector>
 
-#include "mastering/Biquad.h"
+#include "mastering/Equalisers.h"
 
 namespace velmora::testsig {
 

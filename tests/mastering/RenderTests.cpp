@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "MasteringSignals.h"
-#include "mastering/Biquad.h"
+#include "mastering/Equalisers.h"
 #include "mastering/Compressors.h"
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"

@@ -148,12 +148,13 @@ TEST(Tech3342, LevelStepsGivePublishedRange) {
 
 TEST(KWeighting, PublishedCoefficientsAt48k) {
     const auto k = LoudnessEngine::kWeightingCoefficients(48000.0);
-    const BiquadCoefficients shelf{1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241,
-                                   0.73248077421585};
-    const BiquadCoefficients highPass{1.0, -2.0, 1.0, -1.99004745483398, 0.99007225036621};
+    const double shelf[] = {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241,
+                            0.73248077421585};
+    const double highPass[] = {1.0, -2.0, 1.0, -1.99004745483398, 0.99007225036621};
+    const auto coefficients = [](const Biquad& b) { return std::array{b.b0, b.b1, b.b2, b.a1, b.a2}; };
     for (std::size_t i = 0; i < 5; ++i) {
-        EXPECT_NEAR(k.shelf[i], shelf[i], 1e-8) << "shelf coefficient " << i;
-        EXPECT_NEAR(k.highPass[i], highPass[i], 1e-8) << "high-pass coefficient " << i;
+        EXPECT_NEAR(coefficients(k.shelf)[i], shelf[i], 1e-8) << "shelf coefficient " << i;
+        EXPECT_NEAR(coefficients(k.highPass)[i], highPass[i], 1e-8) << "high-pass coefficient " << i;
     }
 }
 

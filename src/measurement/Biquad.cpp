@@ -1,10 +1,8 @@
-#include "mastering/Biquad.h"
+#include "measurement/Biquad.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-
-#include "measurement/WorkerPool.h"
 
 namespace velmora {
 
@@ -28,11 +26,16 @@ constexpr double shelfRoot2 = 1.4142135623730951;
 
 }  // namespace
 
-Biquad designHighPass(double fs, double freq) {
+Biquad designHighPass(double fs, double freq, double q) {
     const auto [cs, sn] = trig(fs, freq);
-    // Q is 1.4142 / 2 = 0.7071 exactly, not 1/√2, so renders stay identical across versions.
-    const double alpha = sn / 1.4142;
+    const double alpha = sn / (2 * q);
     return normalised((1 + cs) / 2, -(1 + cs), (1 + cs) / 2, 1 + alpha, -2 * cs, 1 - alpha);
+}
+
+Biquad designLowPass(double fs, double freq, double q) {
+    const auto [cs, sn] = trig(fs, freq);
+    const double alpha = sn / (2 * q);
+    return normalised((1 - cs) / 2, 1 - cs, (1 - cs) / 2, 1 + alpha, -2 * cs, 1 - alpha);
 }
 
 Biquad designPeaking(double fs, double freq, double gainDB, double q) {
@@ -62,26 +65,6 @@ Biquad designHighShelf(double fs, double freq, double gainDB) {
                       (A + 1) - (A - 1) * cs - k);
 }
 
-std::vector<Biquad> buildFiveBandEQ(const MasterParams& p, double fs) {
-    std::vector<Biquad> out;
-    if (!p.eqOn) return out;
-    if (p.hpfOn) out.push_back(designHighPass(fs, p.hpfFreq));
-    if (std::fabs(p.lsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.lsFreq, p.lsGain));
-    if (std::fabs(p.b1Gain) > eqBandGateDB) out.push_back(designPeaking(fs, p.b1Freq, p.b1Gain, p.b1Q));
-    if (std::fabs(p.b2Gain) > eqBandGateDB) out.push_back(designPeaking(fs, p.b2Freq, p.b2Gain, p.b2Q));
-    if (std::fabs(p.hsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.hsFreq, p.hsGain));
-    return out;
-}
-
-std::vector<Biquad> buildTonalEQ(const MasterParams& p, double fs) {
-    std::vector<Biquad> out;
-    if (!p.teqOn) return out;
-    if (std::fabs(p.tLsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.tLsFreq, p.tLsGain));
-    if (std::fabs(p.tMidGain) > eqBandGateDB) out.push_back(designPeaking(fs, p.tMidFreq, p.tMidGain, p.tMidQ));
-    if (std::fabs(p.tHsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.tHsFreq, p.tHsGain));
-    return out;
-}
-
 namespace {
 
 // N sections in one pass over the samples. Each section's recurrence is a chain of dependent
@@ -108,8 +91,10 @@ __attribute__((always_inline)) inline void runSections(const Biquad* sec, float*
     }
 }
 
+}  // namespace
+
 __attribute__((target_clones("arch=x86-64-v3", "default")))
-void runCascade(const Biquad* sec, std::size_t count, float* x, std::size_t n) noexcept {
+void applyBiquads(const Biquad* sec, std::size_t count, float* x, std::size_t n) noexcept {
     // Up to five side by side (the longest list the chain builds); measured faster than
     // smaller groups even though the coefficients no longer all fit in registers.
     while (count > 0) {
@@ -124,19 +109,6 @@ void runCascade(const Biquad* sec, std::size_t count, float* x, std::size_t n) n
         sec += m;
         count -= m;
     }
-}
-
-}  // namespace
-
-void applyBiquad(std::span<float> samples, const Biquad& section) noexcept {
-    runCascade(&section, 1, samples.data(), samples.size());
-}
-
-void applyEQ(Channels& channels, const std::vector<Biquad>& sections) {
-    if (sections.empty() || channels.empty()) return;
-    parallelFor(channels.size(), [&](std::size_t c) {
-        runCascade(sections.data(), sections.size(), channels[c].data(), channels[c].size());
-    });
 }
 
 }  // namespace velmora

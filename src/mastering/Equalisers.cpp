@@ -1,0 +1,38 @@
+#include "mastering/Equalisers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "measurement/WorkerPool.h"
+
+namespace velmora {
+
+std::vector<Biquad> buildFiveBandEQ(const MasterParams& p, double fs) {
+    std::vector<Biquad> out;
+    if (!p.eqOn) return out;
+    if (p.hpfOn) out.push_back(designHighPass(fs, p.hpfFreq));
+    if (std::fabs(p.lsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.lsFreq, p.lsGain));
+    if (std::fabs(p.b1Gain) > eqBandGateDB) out.push_back(designPeaking(fs, p.b1Freq, p.b1Gain, p.b1Q));
+    if (std::fabs(p.b2Gain) > eqBandGateDB) out.push_back(designPeaking(fs, p.b2Freq, p.b2Gain, p.b2Q));
+    if (std::fabs(p.hsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.hsFreq, p.hsGain));
+    return out;
+}
+
+std::vector<Biquad> buildTonalEQ(const MasterParams& p, double fs) {
+    std::vector<Biquad> out;
+    if (!p.teqOn) return out;
+    if (std::fabs(p.tLsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.tLsFreq, p.tLsGain));
+    if (std::fabs(p.tMidGain) > eqBandGateDB) out.push_back(designPeaking(fs, p.tMidFreq, p.tMidGain, p.tMidQ));
+    if (std::fabs(p.tHsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.tHsFreq, p.tHsGain));
+    return out;
+}
+
+void applyEQ(Channels& channels, const std::vector<Biquad>& sections) {
+    if (sections.empty() || channels.empty()) return;
+    parallelFor(channels.size(), [&](std::size_t c) {
+        applyBiquads(sections.data(), sections.size(), channels[c].data(), channels[c].size());
+    });
+}
+
+}  // namespace velmora
