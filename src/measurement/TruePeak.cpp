@@ -26,6 +26,17 @@ using v4d = double __attribute__((vector_size(32)));
 // between the two clones.
 #define VELMORA_ABS(v) ((v) < 0 ? -(v) : (v))
 #define VELMORA_MAX(a, b) ((a) > (b) ? (a) : (b))
+// The four phases' sums for outputs i … i + 3, one vector per phase.
+#define VELMORA_PHASE_SUMS(x, i, h, p0, p1, p2, p3)     \
+    v4d p0 = {0, 0, 0, 0}, p1 = p0, p2 = p0, p3 = p0;  \
+    for (int j = 0; j < 12; ++j) {                      \
+        v4d xv;                                         \
+        std::memcpy(&xv, (x) + (i) - j, sizeof xv);     \
+        p0 += (h)[4 * j + 0] * xv;                      \
+        p1 += (h)[4 * j + 1] * xv;                      \
+        p2 += (h)[4 * j + 2] * xv;                      \
+        p3 += (h)[4 * j + 3] * xv;                      \
+    }
 
 // Four outputs at a time; each phase keeps its sum in a vector register and its maximum
 // lane by lane, so nothing spills and no scalar reduction serialises the loop.
@@ -35,15 +46,7 @@ double truePeakRun(const double* x, std::size_t n) noexcept {
     v4d m = {0, 0, 0, 0};
     std::size_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        v4d p0 = {0, 0, 0, 0}, p1 = p0, p2 = p0, p3 = p0;
-        for (int j = 0; j < 12; ++j) {
-            v4d xv;
-            std::memcpy(&xv, x + i - j, sizeof xv);
-            p0 += h[4 * j + 0] * xv;
-            p1 += h[4 * j + 1] * xv;
-            p2 += h[4 * j + 2] * xv;
-            p3 += h[4 * j + 3] * xv;
-        }
+        VELMORA_PHASE_SUMS(x, i, h, p0, p1, p2, p3);
         v4d xi;
         std::memcpy(&xi, x + i, sizeof xi);
         p0 = VELMORA_ABS(p0);
@@ -74,15 +77,7 @@ void truePeakEnvelope(const double* x, std::size_t n, double* out) noexcept {
     const double* h = truePeakFilter;
     std::size_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        v4d p0 = {0, 0, 0, 0}, p1 = p0, p2 = p0, p3 = p0;
-        for (int j = 0; j < 12; ++j) {
-            v4d xv;
-            std::memcpy(&xv, x + i - j, sizeof xv);
-            p0 += h[4 * j + 0] * xv;
-            p1 += h[4 * j + 1] * xv;
-            p2 += h[4 * j + 2] * xv;
-            p3 += h[4 * j + 3] * xv;
-        }
+        VELMORA_PHASE_SUMS(x, i, h, p0, p1, p2, p3);
         p0 = VELMORA_ABS(p0);
         p1 = VELMORA_ABS(p1);
         p2 = VELMORA_ABS(p2);
