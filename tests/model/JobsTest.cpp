@@ -225,6 +225,15 @@ TEST(ModelJobs, SaveAndABExcerpts) {
     EXPECT_EQ(model.batchTotal(), 0);
     EXPECT_EQ(model.queue()[0].status, ItemStatus::ready) << "a single save leaves the item as it was";
 
+    // The name the user typed decides the container, whatever the format setting says.
+    choosers.saveFile = q(dir / "typed.aif");
+    model.saveMaster();
+    ASSERT_TRUE(waitIdle(model));
+    std::ifstream typed(dir / "typed.aif", std::ios::binary);
+    char magic[4] = {};
+    typed.read(magic, 4);
+    EXPECT_EQ(std::string(magic, 4), "FORM") << model.globalStatus().toStdString();
+
     choosers.saveFile = q(dir / "missing" / "saved.wav");
     model.saveMaster();
     ASSERT_TRUE(waitIdle(model));
