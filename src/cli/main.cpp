@@ -2,6 +2,9 @@
 #include <clocale>
 #include <cstring>
 #include <iostream>
+#include <new>
+
+#include "audio/LoudnessError.h"
 
 #include "cli/Commands.h"
 
@@ -64,6 +67,9 @@ int main(int argc, char** argv) {
     } catch (const velmora::cli::UsageError& e) {
         std::cerr << "velmora-cli: " << e.what() << "\n\n" << usage;
         return 2;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "velmora-cli: " << velmora::LoudnessError{velmora::LoudnessError::Code::tooLarge}.message() << '\n';
+        return 1;
     } catch (const std::exception& e) {
         std::cerr << "velmora-cli: " << e.what() << '\n';
         return 1;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 
 #include "output/VideoRemux.h"
 #include "reports/PDFReport.h"
@@ -56,9 +57,12 @@ ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const
 void writeReports(const MasterTask& task, const MasterOutcome& outcome) {
     if (!outcome.reportInputs) return;
     // A report that cannot be written costs nothing but itself: the master is already safe.
-    if (task.textReport) (void)writeReport(outcome.writtenPath, "txt", makeTextReport(*outcome.reportInputs));
-    if (task.pdfReport)
-        (void)writeReport(outcome.writtenPath, "pdf", makePDFReport(*outcome.reportInputs, task.language));
+    try {
+        if (task.textReport) (void)writeReport(outcome.writtenPath, "txt", makeTextReport(*outcome.reportInputs));
+        if (task.pdfReport)
+            (void)writeReport(outcome.writtenPath, "pdf", makePDFReport(*outcome.reportInputs, task.language));
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {

@@ -193,7 +193,14 @@ void Model::analyzeNext() {
     settings.keepAudio = true;
     settings.channelEnergies = true;
     startJob([this, id, path, settings] {
-        auto analysed = analyseFile(path, settings, [this](double f) { postProgress(f, &Model::setAnalyzeCurrent); });
+        // Anything the analysis could not hold in memory fails this file alone, as too large.
+        std::optional<Expected<FileAnalysis>> attempt;
+        try {
+            attempt.emplace(analyseFile(path, settings, [this](double f) { postProgress(f, &Model::setAnalyzeCurrent); }));
+        } catch (const std::bad_alloc&) {
+            attempt.emplace(LoudnessError{LoudnessError::Code::tooLarge});
+        }
+        auto& analysed = *attempt;
         if (!analysed) {
             const QString message = QString::fromStdString(analysed.error().message());
             post([this, id, message] {

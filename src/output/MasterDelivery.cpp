@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <new>
 
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
@@ -135,10 +136,8 @@ private:
     double ceilingDB_, loudestDB_;
 };
 
-}  // namespace
-
-Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::span<const double> weights,
-                                       const DeliveryRequest& request, const ProgressFn& progressFn) {
+Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<const double> weights,
+                                 const DeliveryRequest& request, const ProgressFn& progressFn) {
     Progress progress(progressFn);
     progress(0.02);
     std::vector<double> fileWeights;  // in the order the file stores the channels
@@ -231,6 +230,19 @@ Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::s
         report.targetMissedLUFS = report.after.integratedLUFS;
     progress(1.0);
     return report;
+}
+
+}  // namespace
+
+Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::span<const double> weights,
+                                       const DeliveryRequest& request, const ProgressFn& progress) {
+    // A programme too long for this machine's memory ends its own master, never the program;
+    // whatever was half made is freed on the way out and the destination is left as it was.
+    try {
+        return deliver(source, fs, weights, request, progress);
+    } catch (const std::bad_alloc&) {
+        return LoudnessError{LoudnessError::Code::tooLarge};
+    }
 }
 
 }  // namespace velmora
