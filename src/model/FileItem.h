@@ -37,8 +37,11 @@ struct FileItem {
     ItemStatus status = ItemStatus::pending;
     std::optional<LoudnessResult> measured;
     std::optional<LoudnessResult> originalMeasure;
-    // Shared with the jobs that read it, so removing the item never pulls it from under them.
+    // The decoded samples, held for the selected item only so a long queue costs kilobytes per
+    // file; a job decodes what is not held. Shared with the jobs that read it, so removing the
+    // item never pulls it from under them.
     std::shared_ptr<const Channels> channels;
+    std::size_t channelTotal = 0;  // as decoded
     double sampleRate = 0;
     double maxGR = 0;
     std::vector<ChannelEnergy> channelEnergies;
@@ -53,8 +56,8 @@ struct FileItem {
     std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
     std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with
 
-    bool hasAudio() const { return channels && !channels->empty(); }
-    std::size_t channelCount() const { return channels ? channels->size() : 0; }
+    bool hasAudio() const { return channelTotal > 0; }
+    std::size_t channelCount() const { return channelTotal; }
 
     // The measurement of the untouched source: the first one when the item has been processed.
     const std::optional<LoudnessResult>& sourceMeasure() const { return originalMeasure ? originalMeasure : measured; }

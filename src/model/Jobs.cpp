@@ -98,13 +98,15 @@ void Model::saveMaster() {
     request.write.outputRate = outputRate_;
     request.write.layout = layoutFor(item->channelCount(), channelOrder_);
     request.write.sourcePath = item->url;
-    const auto channels = item->channels;
+    const auto held = item->channels;
     const double fs = item->sampleRate;
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
 
-    startJob([this, request, channels, fs, weights] {
-        auto delivered = deliverMaster(*channels, fs, weights, request,
-                                       [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+    startJob([this, request, held, fs, weights] {
+        const auto samples = samplesFor(held, request.write.sourcePath);
+        auto delivered = samples ? deliverMaster(**samples, fs, weights, request,
+                                                 [this](double f) { postProgress(f, &Model::setBatchCurrent); })
+                                 : Expected<DeliveryReport>(samples.error());
         QString status;
         if (delivered) {
             status = QStringLiteral("Enregistré : %1 · %2 LUFS")
@@ -303,11 +305,12 @@ void Model::generateAB() {
     request.ceilingDB = ceiling_;
     request.depth = bitDepth_;
     request.layout = layoutFor(item->channelCount(), channelOrder_);
-    const auto channels = item->channels;
+    const auto held = item->channels;
     const double fs = item->sampleRate;
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
-    startJob([this, request, channels, fs, weights] {
-        auto files = generateABExcerpts(*channels, fs, weights, request);
+    startJob([this, request, held, fs, weights] {
+        const auto samples = samplesFor(held, request.sourcePath);
+        auto files = samples ? generateABExcerpts(**samples, fs, weights, request) : Expected<ABFiles>(samples.error());
         post([this, ok = bool(files), paths = files ? QStringList{QString::fromStdString(files->before),
                                                                    QString::fromStdString(files->after)}
                                                     : QStringList{}] {

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <new>
 
+#include "audio/AudioFileReader.h"
 #include "output/VideoRemux.h"
 #include "reports/PDFReport.h"
 #include "reports/ReportFile.h"
@@ -65,8 +66,24 @@ void writeReports(const MasterTask& task, const MasterOutcome& outcome) {
     }
 }
 
+Expected<std::shared_ptr<const Channels>> samplesFor(std::shared_ptr<const Channels> held, const std::string& path) {
+    if (held) return held;
+    try {
+        auto audio = loadAudio(path, isVideoPath(path));
+        if (!audio) return audio.error();
+        return std::make_shared<const Channels>(std::move(audio->channels));
+    } catch (const std::bad_alloc&) {
+        return LoudnessError{LoudnessError::Code::tooLarge};
+    }
+}
+
 MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     MasterOutcome outcome;
+    const auto samples = samplesFor(task.channels, task.sourcePath);
+    if (!samples) {
+        outcome.error = QString::fromStdString(samples.error().message());
+        return outcome;
+    }
     DeliveryRequest request;
     request.targetLUFS = task.target;
     request.ceilingDB = task.ceiling;
@@ -90,7 +107,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     }
     request.write.destination = soundPath;
 
-    auto delivered = deliverMaster(*task.channels, task.sampleRate, task.weights, request, progress);
+    auto delivered = deliverMaster(**samples, task.sampleRate, task.weights, request, progress);
     if (!delivered) {
         outcome.error = QString::fromStdString(delivered.error().message());
         return outcome;

@@ -15,8 +15,12 @@
 
 namespace velmora {
 
+// The samples a job works on: those the queue holds, else the file decoded again (on the job's
+// thread). A programme too large for memory is the too-large error, as at analysis.
+Expected<std::shared_ptr<const Channels>> samplesFor(std::shared_ptr<const Channels> held, const std::string& path);
+
 struct MasterTask {
-    std::shared_ptr<const Channels> channels;
+    std::shared_ptr<const Channels> channels;  // null: decoded from sourcePath when the master is made
     double sampleRate = 0;
     std::vector<double> weights;
     std::string sourcePath;

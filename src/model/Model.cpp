@@ -144,6 +144,10 @@ void Model::addFiles(const QStringList& paths) {
 
 void Model::select(const QUuid& id) {
     if (selectedID_ == id) return;
+    // Only the selected file keeps its samples; jobs that hold them keep their own share.
+    if (selectedID_)
+        for (auto& i : queue_)
+            if (i.id == *selectedID_) i.channels.reset();
     selectedID_ = id;
     emit selectedIDChanged();
 }
@@ -222,7 +226,8 @@ void Model::analyzeNext() {
             updateItem(id, [&](FileItem& i) {
                 i.measured = a->result;
                 i.originalMeasure = a->result;
-                i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
+                i.channelTotal = a->audio.channels.size();
+                if (selectedID_ == id) i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
                 i.measuredWeights = a->weights;
                 i.shortTermCurve = std::move(a->shortTermCurve);
@@ -267,17 +272,23 @@ void Model::remeasureSelected() {
         assign(layoutWarning_, QString::fromStdString(*warning), &Model::layoutWarningChanged);
     const auto weights = resolveChannelWeights(count, layout_, channelOrder_, selected->declaredPositions);
     const QUuid id = selected->id;
-    const auto channels = selected->channels;
+    const auto held = selected->channels;
+    const std::string path = selected->url;
     const double fs = selected->sampleRate;
     setBusy(true);
-    startJob([this, id, channels, fs, weights] {
-        const auto result = LoudnessEngine::measure(*channels, weights, fs);
-        post([this, id, result, weights] {
-            updateItem(id, [&](FileItem& i) {
-                i.measured = result;
-                i.originalMeasure = result;
-                i.measuredWeights = weights;
-            });
+    startJob([this, id, held, path, fs, weights] {
+        const auto samples = samplesFor(held, path);
+        std::optional<LoudnessResult> result;
+        if (samples) result = LoudnessEngine::measure(**samples, weights, fs);
+        post([this, id, result, weights, failure = samples ? QString() : QString::fromStdString(samples.error().message())] {
+            if (result)
+                updateItem(id, [&](FileItem& i) {
+                    i.measured = *result;
+                    i.originalMeasure = *result;
+                    i.measuredWeights = weights;
+                });
+            else
+                setGlobalStatus(failure);
             setBusy(false);
             analyzeNext();
         });

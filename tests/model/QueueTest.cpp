@@ -47,6 +47,16 @@ TEST(ModelQueue, AnalysesInQueueOrderWithProgressTexts) {
         EXPECT_EQ(item.channelEnergies.size(), 2u);
         EXPECT_EQ(item.channelCount(), 2u);
     }
+    // Only the selected file keeps its samples: a long queue costs its measurements, not its audio.
+    EXPECT_TRUE(model.queue()[0].channels);
+    EXPECT_FALSE(model.queue()[1].channels);
+    EXPECT_FALSE(model.queue()[2].channels);
+    model.select(model.queue()[2].id);
+    EXPECT_FALSE(model.queue()[0].channels);
+    // What is not held is decoded again when a job needs it: measuring again still works.
+    model.remeasureSelected();
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_NEAR(model.queue()[2].measured->integratedLUFS, -20.0, 0.05);
 }
 
 TEST(ModelQueue, DuplicatesAndFoldersWithoutAudio) {
