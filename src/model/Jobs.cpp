@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstdio>
 
+#include "audio/NumberFormat.h"
+#include "model/MasterNames.h"
 #include "model/MasterTask.h"
 #include "model/Model.h"
-#include "model/MasterNames.h"
-#include "audio/NumberFormat.h"
 #include "norms/Presets.h"
 #include "output/ABExcerpts.h"
 
@@ -17,7 +17,6 @@ namespace velmora {
 namespace {
 
 QString oneDecimal(double v) { return QString::fromStdString(formatOneDecimal(v)); }
-
 
 std::optional<SpeakerLayout> layoutFor(std::size_t channelCount, ChannelOrder order) {
     if (channelCount == 6) return surround51Layout(order);
