@@ -114,17 +114,25 @@ void gainBlock(const float* src, const float* gain, double gainLin, float h, std
     }
 }
 
+double aimFor(double ceilingDB, double extraDB) { return std::pow(10.0, (ceilingDB - limiterMarginDB - extraDB) / 20.0); }
+float clampFor(double ceilingDB, double extraDB) { return float(std::pow(10.0, (ceilingDB - extraDB) / 20.0)); }
+
+// Output frames [lo, hi) of one channel into y: the input delayed by D, scaled and limited.
+void limitedFrames(const float* src, const float* gain, std::size_t lo, std::size_t hi, std::size_t D, double gainLin,
+                   float h, float* y) noexcept {
+    // Frames [lo, hi) carry inputs [lo − D, hi − D); those before the start are silence.
+    const std::size_t silent = std::min(hi, std::max(lo, D)) - lo;
+    std::fill(y, y + silent, 0.0f);
+    if (hi > lo + silent) gainBlock(src + (lo + silent - D), gain + (lo + silent - D), gainLin, h, hi - lo - silent, y + silent);
+}
+
 void limitChannel(const float* src, float* dst, std::size_t n, std::size_t D, double gainLin, const float* gain,
                   float h, float* y) noexcept {
     constexpr std::size_t B = linked::chunkFrames;
     std::size_t hi = n;
     while (hi > 0) {
         const std::size_t lo = hi > B ? hi - B : 0;
-        // Output frames [lo, hi) carry input frames [lo − D, hi − D); those before the start are silence.
-        const std::size_t silent = std::min(hi, std::max(lo, D)) - lo;
-        std::fill(y, y + silent, 0.0f);
-        if (hi > lo + silent)
-            gainBlock(src + (lo + silent - D), gain + (lo + silent - D), gainLin, h, hi - lo - silent, y + silent);
+        limitedFrames(src, gain, lo, hi, D, gainLin, h, y);
         std::copy(y, y + (hi - lo), dst + lo);
         hi = lo;
     }
@@ -144,8 +152,8 @@ std::unique_ptr<float[]> gainCurve(const Channels& channels, double fs, double g
 void limit(const Channels& in, Channels& out, double fs, double gainLin, double ceilingDB, double extraDB) {
     const std::size_t n = linked::frameCount(in);
     if (n == 0) return;
-    const double aim = std::pow(10.0, (ceilingDB - limiterMarginDB - extraDB) / 20.0);
-    const float h = float(std::pow(10.0, (ceilingDB - extraDB) / 20.0));
+    const double aim = aimFor(ceilingDB, extraDB);
+    const float h = clampFor(ceilingDB, extraDB);
     const std::size_t D = limiterDelayFrames(fs);
     const auto gain = gainCurve(in, fs, gainLin, aim);
     std::vector<std::vector<float>> scratch(in.size(), std::vector<float>(linked::chunkFrames));
@@ -179,6 +187,35 @@ Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ce
     for (std::size_t c = 0; c < in.size(); ++c) out[c].resize(in[c].size());
     limit(in, out, fs, gainLin, ceilingDB, extraHeadroomDB);
     return out;
+}
+
+LimitedProgramme::LimitedProgramme(const Channels& in, double fs, double gainLin, double ceilingDB,
+                                   double extraHeadroomDB, double trimDB)
+    : in_(in),
+      gainLin_(gainLin),
+      clamp_(clampFor(ceilingDB, extraHeadroomDB)),
+      trim_(float(std::pow(10.0, -trimDB / 20.0))),
+      delay_(limiterDelayFrames(fs)),
+      out_(in.size(), std::vector<float>(blockFrames)),
+      pointers_(in.size()),
+      pool_(WorkerPool::threadsFor(in.size())) {
+    if (frameCount() > 0) gain_ = gainCurve(in, fs, gainLin, aimFor(ceilingDB, extraHeadroomDB));
+    for (std::size_t c = 0; c < in.size(); ++c) pointers_[c] = out_[c].data();
+}
+
+std::size_t LimitedProgramme::frameCount() const { return linked::frameCount(in_); }
+
+const float* const* LimitedProgramme::block(std::size_t begin, std::size_t n) {
+    n = std::min(n, blockFrames);
+    pool_.start(in_.size(), [this, begin, n](std::size_t c) {
+        float* y = out_[c].data();
+        limitedFrames(in_[c].data(), gain_.get(), begin, begin + n, delay_, gainLin_, clamp_, y);
+        // The plain cut is the same float multiply as scaling the finished buffer.
+        if (trim_ != 1.0f)
+            for (std::size_t i = 0; i < n; ++i) y[i] *= trim_;
+    });
+    pool_.wait();
+    return pointers_.data();
 }
 
 void limitToCeilingInPlace(Channels& channels, double fs, double gainLin, double ceilingDB, double extraHeadroomDB) {

@@ -8,7 +8,11 @@
 // inside the look-ahead, so the gain is already down, and steady, on every sample that shapes
 // an inter-sample crest. Recovery is an 80 ms one-pole release. The clamp at the ceiling is
 // only a last guard.
+#include <memory>
+#include <vector>
+
 #include "measurement/LoudnessEngine.h"
+#include "measurement/WorkerPool.h"
 
 namespace velmora {
 
@@ -40,6 +44,33 @@ double plannedLimiterReduction(const Channels& channels, double fs, double gainL
 // float per frame for the gain curve, and the worker threads.
 Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB,
                         double extraHeadroomDB = 0.0);
+
+// The limiter's output computed a block at a time as it is asked for, so a master can be
+// written without a second copy of the programme: the same samples as limitToCeiling, each
+// then multiplied by 10^(−trimDB/20) (a plain cut after the limiter).
+class LimitedProgramme {
+public:
+    // Keeps a reference to `in`. Allocates the gain curve (one float per frame), one block per
+    // channel and the worker threads.
+    LimitedProgramme(const Channels& in, double fs, double gainLin, double ceilingDB, double extraHeadroomDB = 0.0,
+                     double trimDB = 0.0);
+    std::size_t channelCount() const { return in_.size(); }
+    std::size_t frameCount() const;
+    // Output frames [begin, begin + n) of every channel, n at most blockFrames; valid until the
+    // next call. Does not allocate.
+    const float* const* block(std::size_t begin, std::size_t n);
+    static constexpr std::size_t blockFrames = 65536;
+
+private:
+    const Channels& in_;
+    std::unique_ptr<float[]> gain_;
+    double gainLin_;
+    float clamp_, trim_;
+    std::size_t delay_;
+    std::vector<std::vector<float>> out_;
+    std::vector<const float*> pointers_;
+    WorkerPool pool_;
+};
 
 // The same in place, with no second buffer: the same result as limitToCeiling.
 void limitToCeilingInPlace(Channels& channels, double fs, double gainLin, double ceilingDB,

@@ -7,8 +7,6 @@
 
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
-#include "mastering/ProgrammeLoudness.h"
-#include "mastering/LinkedGain.h"
 #include "mastering/Render.h"
 #include "measurement/BandLimitedPeak.h"
 #include "measurement/StreamingMeter.h"
@@ -59,6 +57,18 @@ private:
     std::vector<BandLimitedPeakMeter> fine_;
     std::vector<const float*> pointers_;
     Verdict verdict_;
+};
+
+// The limiter's output as the writer asks for it.
+class LimitedSource final : public SampleSource {
+public:
+    explicit LimitedSource(LimitedProgramme& limited) : limited_(limited) {}
+    std::size_t channelCount() const override { return limited_.channelCount(); }
+    std::size_t frameCount() const override { return limited_.frameCount(); }
+    const float* const* block(std::size_t begin, std::size_t n) override { return limited_.block(begin, n); }
+
+private:
+    LimitedProgramme& limited_;
 };
 
 // Each retry lowers the aim by the measured excess and this much more, so that the rounding of
@@ -126,8 +136,19 @@ private:
     static constexpr int maxSteps = 8;
 
     double loudness(double gainDB, double extraDB) const {
-        const Channels limited = limitToCeiling(before_, fs_, fromDB(gainDB), ceilingDB_, extraDB);
-        return measureProgramme(limited, fs_, weights_, false).integratedLUFS;
+        // Measured as it is limited, a block at a time: no copy of the programme.
+        LimitedProgramme limited(before_, fs_, fromDB(gainDB), ceilingDB_, extraDB);
+        LoudnessAnalyzer analyzer({}, false);
+        analyzer.prepare(limited.channelCount(), fs_, limited.frameCount());
+        std::vector<const float*> block(limited.channelCount());
+        for (std::size_t at = 0; at < limited.frameCount(); at += LimitedProgramme::blockFrames) {
+            const std::size_t n = std::min(LimitedProgramme::blockFrames, limited.frameCount() - at);
+            const float* const* samples = limited.block(at, n);
+            block.assign(samples, samples + block.size());
+            analyzer.feed(block, n);
+            analyzer.wait();  // the next block reuses the same memory
+        }
+        return analyzer.result(weights_).integratedLUFS;
     }
 
     const Channels& before_;
@@ -182,21 +203,22 @@ Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<co
 
     GainSearch search(beforeLimiter, fs, weights, C, toDB(loudest));
     for (;;) {
-        Channels limited = limitToCeiling(beforeLimiter, fs, fromDB(gainDB), C, extraDB);
-        // The plain cut is linear: what it leaves over the ceiling is rounding, and the file is kept.
-        if (plainCutDB > 0) linked::applyScalar(limited, float(fromDB(-plainCutDB)));
+        // The limiter's output goes to the file as it is computed; the plain cut is linear, so what
+        // it leaves over the ceiling is rounding, and the file is kept.
+        LimitedProgramme limited(beforeLimiter, fs, fromDB(gainDB), C, extraDB, plainCutDB);
+        LimitedSource source(limited);
         progress(0.65);
         const bool mayCorrect = report.loudnessCorrections < maxLoudnessCorrections && !capped && plainCutDB == 0;
         bool overs = false, off = false;
         double writtenLUFS = 0.0;
-        WrittenMeter meter(limited.size(), outputRate, std::size_t(double(linked::frameCount(limited)) * outputRate / fs), C,
+        WrittenMeter meter(limited.channelCount(), outputRate, std::size_t(double(limited.frameCount()) * outputRate / fs), C,
                            [&](const WrittenMeter& m) {
                                overs = m.peakDB() > C;
                                writtenLUFS = m.analyzer().result(fileWeights).integratedLUFS;
                                off = std::isfinite(writtenLUFS) && std::fabs(writtenLUFS - T) > loudnessToleranceLU;
                                return (!overs || plainCutDB > 0) && (!off || !mayCorrect);
                            });
-        auto written = writeMaster(limited, fs, request.write, &meter);
+        auto written = writeMaster(source, fs, request.write, &meter);
         ++report.limiterPasses;
         if (!written) return written.error();
         report.writtenTruePeakDB = meter.truePeakDB();
@@ -208,7 +230,6 @@ Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<co
             report.written = std::move(*written);
             break;
         }
-        limited = Channels{};  // free the refused attempt before making the next
         const double usedExtraDB = extraDB;
         if (overs) {
             // Lower the aim by what came out over; after three tries, cut the same render plainly.

@@ -29,7 +29,7 @@ namespace {
 
 const LoudnessError cannotWrite{LoudnessError::Code::cannotWrite};
 const LoudnessError rateConversion{LoudnessError::Code::rateConversion};
-constexpr std::size_t chunkFrames = 65536;
+constexpr std::size_t chunkFrames = SampleSource::maxBlockFrames;
 // Past this the 32-bit sizes of RIFF and AIFF chunks overflow.
 constexpr std::uint64_t maxClassicDataBytes = 0xFFFFFFFFull - 65536;
 
@@ -113,16 +113,21 @@ struct RawWriter {
     static constexpr std::size_t writebackBytes = std::size_t(32) << 20;
 };
 
-// Nothing when every sample reached the file, else why not.
-std::optional<LoudnessError> writeConverted(const std::vector<const float*>& input, std::size_t frames, double inputRate,
+// Nothing when every sample reached the file, else why not. `order` maps file channels to the
+// source's channels.
+std::optional<LoudnessError> writeConverted(SampleSource& source, const std::vector<std::size_t>& order, double inputRate,
                                             double outputRate, std::size_t outputFrames, BlockEncoder& sink) {
-    RateConverter converter(input.size(), inputRate, outputRate, chunkFrames);
+    const std::size_t count = order.size(), frames = source.frameCount();
+    RateConverter converter(count, inputRate, outputRate, chunkFrames);
     if (!converter.valid()) return rateConversion;
-    std::vector<const float*> chunk(input.size());
+    std::vector<const float*> chunk(count);
     std::size_t position = 0, emitted = 0, started = 0;
     auto startNext = [&] {
         started = std::min(chunkFrames, frames - position);
-        for (std::size_t c = 0; c < input.size(); ++c) chunk[c] = input[c] + position;
+        if (started > 0) {
+            const float* const* block = source.block(position, started);
+            for (std::size_t c = 0; c < count; ++c) chunk[c] = block[order[c]];
+        }
         position += started;
         converter.start(chunk.data(), started);  // 0 frames once the input is spent: drain
     };
@@ -141,7 +146,7 @@ std::optional<LoudnessError> writeConverted(const std::vector<const float*>& inp
     }
     if (emitted < outputFrames) {
         const std::vector<float> silence(BlockEncoder::blockFrames, 0.0f);
-        const std::vector<const float*> zeros(input.size(), silence.data());
+        const std::vector<const float*> zeros(count, silence.data());
         while (emitted < outputFrames) {
             const std::size_t n = std::min(BlockEncoder::blockFrames, outputFrames - emitted);
             if (!sink.push(zeros.data(), n)) return cannotWrite;
@@ -175,14 +180,42 @@ std::vector<std::size_t> fileChannelOrder(std::size_t channels, const WriteReque
     return planChannels(channels, request.layout ? request.layout : defaultLayout(channels), format).order;
 }
 
+namespace {
+
+// A buffer that is already whole.
+class BufferSource final : public SampleSource {
+public:
+    explicit BufferSource(const Channels& channels) : channels_(channels), pointers_(channels.size()) {}
+    std::size_t channelCount() const override { return channels_.size(); }
+    std::size_t frameCount() const override { return channels_.empty() ? 0 : channels_[0].size(); }
+    const float* const* block(std::size_t begin, std::size_t) override {
+        for (std::size_t c = 0; c < channels_.size(); ++c) pointers_[c] = channels_[c].data() + begin;
+        return pointers_.data();
+    }
+
+private:
+    const Channels& channels_;
+    std::vector<const float*> pointers_;
+};
+
+}  // namespace
+
 Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, const WriteRequest& request,
                                   SampleObserver* observer) {
     const LoudnessError nothingToWrite{LoudnessError::Code::nothingToWrite};
-    if (channels.empty() || channels[0].empty()) return nothingToWrite;
-    if (request.destination.empty()) return cannotWrite;
-    const std::size_t count = channels.size(), frames = channels[0].size();
-    if (count > 1024 || std::any_of(channels.begin(), channels.end(), [&](auto& c) { return c.size() != frames; }))
+    if (std::any_of(channels.begin(), channels.end(), [&](auto& c) { return c.size() != channels[0].size(); }))
         return nothingToWrite;
+    BufferSource source(channels);
+    return writeMaster(source, sampleRate, request, observer);
+}
+
+Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const WriteRequest& request,
+                                  SampleObserver* observer) {
+    const LoudnessError nothingToWrite{LoudnessError::Code::nothingToWrite};
+    const std::size_t count = source.channelCount(), frames = source.frameCount();
+    if (count == 0 || frames == 0) return nothingToWrite;
+    if (request.destination.empty()) return cannotWrite;
+    if (count > 1024) return nothingToWrite;
     const double targetRate = resolveOutputRate(request.outputRate, sampleRate);
     if (!(sampleRate >= 1.0 && sampleRate < INT_MAX && targetRate >= 1.0 && targetRate < INT_MAX)) return rateConversion;
     if (request.layout && !request.layout->empty() && request.layout->size() != count) return nothingToWrite;
@@ -226,14 +259,21 @@ Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, c
         if (!mapped && !(chunk && sf_set_chunk(file.get(), &chan) == SF_ERR_NO_ERROR)) declared.clear();
     }
 
-    std::vector<const float*> input(count);
-    for (std::size_t c = 0; c < count; ++c) input[c] = channels[plan.order[c]].data();
     std::optional<LoudnessError> failure;
     {
         RawWriter raw{file.get(), *pending};
         BlockEncoder sink(count, request.depth, format == FileFormat::aiff, observer, &RawWriter::write, &raw);
-        if (convert) failure = writeConverted(input, frames, sampleRate, targetRate, outputFrames, sink);
-        else if (!sink.push(input.data(), frames)) failure = cannotWrite;
+        if (convert) {
+            failure = writeConverted(source, plan.order, sampleRate, targetRate, outputFrames, sink);
+        } else {
+            std::vector<const float*> input(count);
+            for (std::size_t at = 0; at < frames && !failure; at += SampleSource::maxBlockFrames) {
+                const std::size_t n = std::min(SampleSource::maxBlockFrames, frames - at);
+                const float* const* block = source.block(at, n);
+                for (std::size_t c = 0; c < count; ++c) input[c] = block[plan.order[c]];
+                if (!sink.push(input.data(), n)) failure = cannotWrite;
+            }
+        }
         if (!failure && !sink.finish()) failure = cannotWrite;
     }
     if (sf_error(file.get()) != SF_ERR_NO_ERROR && !failure) failure = cannotWrite;

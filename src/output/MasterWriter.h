@@ -62,6 +62,19 @@ struct WriteReport {
     bool committed = false;  // false when the observer refused the file: nothing was replaced
 };
 
+// A master's samples handed to the writer a block at a time, so a master computed on the fly
+// (the limiter's output) never has to exist whole.
+class SampleSource {
+public:
+    virtual ~SampleSource() = default;
+    virtual std::size_t channelCount() const = 0;
+    virtual std::size_t frameCount() const = 0;
+    // Frames [begin, begin + n) of every channel, in buffer order, n at most `maxBlockFrames`;
+    // valid until the next call. Asked for in increasing order.
+    virtual const float* const* block(std::size_t begin, std::size_t n) = 0;
+    static constexpr std::size_t maxBlockFrames = 65536;
+};
+
 // The buffer channel stored in each file channel, as writeMaster stores them: WAV keeps its
 // speakers in the order of their bits.
 std::vector<std::size_t> fileChannelOrder(std::size_t channels, const WriteRequest& request);
@@ -70,6 +83,8 @@ std::vector<std::size_t> fileChannelOrder(std::size_t channels, const WriteReque
 // cannotWrite; a folder that refuses access: diskAccess. On failure nothing is left behind and
 // an existing file at the destination is untouched; on success it is replaced.
 Expected<WriteReport> writeMaster(const Channels& channels, double sampleRate, const WriteRequest& request,
+                                  SampleObserver* observer = nullptr);
+Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const WriteRequest& request,
                                   SampleObserver* observer = nullptr);
 
 }  // namespace velmora

@@ -106,3 +106,21 @@ TEST(PlannedReduction, IsHowFarTheMeasuredTruePeakOfTheScaledBufferStandsOverThe
     const double samplesUnderAim = fromDB(aimDB - 1.0) / std::sqrt(0.5);
     EXPECT_GT(plannedLimiterReduction(quiet, fs48, samplesUnderAim, -1.0), 1.5);
 }
+
+TEST(Limiter, BlockByBlockOutputIsTheLimitedBufferExactly) {
+    const Channels x = hardMaterial(2, fs48, 150000);
+    const Channels whole = limitToCeiling(x, fs48, fromDB(12.0), -1.0, 0.4);
+    for (double trimDB : {0.0, 0.3}) {
+        LimitedProgramme blocks(x, fs48, fromDB(12.0), -1.0, 0.4, trimDB);
+        ASSERT_EQ(blocks.frameCount(), x[0].size());
+        const float trim = float(fromDB(-trimDB));
+        // Uneven block sizes, as a writer asks for them.
+        for (std::size_t begin = 0, n = 1000; begin < blocks.frameCount(); begin += n, n = n * 3 % 65536 + 7) {
+            n = std::min(n, blocks.frameCount() - begin);
+            const float* const* got = blocks.block(begin, n);
+            for (std::size_t c = 0; c < 2; ++c)
+                for (std::size_t i = 0; i < n; ++i)
+                    ASSERT_EQ(got[c][i], trimDB == 0.0 ? whole[c][begin + i] : whole[c][begin + i] * trim) << begin + i;
+        }
+    }
+}
