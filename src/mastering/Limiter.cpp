@@ -103,9 +103,7 @@ private:
     double sum_;
 };
 
-// y·gain clamped, from `src` into `dst` (which may be `src`), delayed by D frames. Blocks run
-// from the end backwards and each block's delayed input is computed into `y` first, so in
-// place nothing is read after it was overwritten.
+// The scaled input times its gain, clamped at the ceiling as a last guard.
 __attribute__((target_clones("arch=x86-64-v3", "default")))
 void gainBlock(const float* src, const float* gain, double gainLin, float h, std::size_t n, float* y) noexcept {
     for (std::size_t j = 0; j < n; ++j) {
@@ -126,6 +124,8 @@ void limitedFrames(const float* src, const float* gain, std::size_t lo, std::siz
     if (hi > lo + silent) gainBlock(src + (lo + silent - D), gain + (lo + silent - D), gainLin, h, hi - lo - silent, y + silent);
 }
 
+// One channel from `src` into `dst`, which may be `src`. Blocks run from the end backwards and
+// each block is computed into `y` first, so in place nothing is read after it was overwritten.
 void limitChannel(const float* src, float* dst, std::size_t n, std::size_t D, double gainLin, const float* gain,
                   float h, float* y) noexcept {
     constexpr std::size_t B = linked::chunkFrames;
