@@ -4,12 +4,6 @@
 // same file in the same run. Each child's peak resident memory is read from wait4.
 #include <benchmark/benchmark.h>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -17,47 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "ChildRun.h"
 #include "Programme.h"
-
-extern char** environ;
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct ChildRun {
-    int status = -1;
-    double seconds = 0;
-    double peakRssBytes = 0;
-};
-
-// stdout goes to /dev/null; stderr to errPath when given (the peer prints its measurement
-// there), else to /dev/null.
-ChildRun runChild(const std::vector<std::string>& args, const std::string& errPath = {}) {
-    std::vector<char*> argv;
-    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.empty() ? "/dev/null" : errPath.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    ChildRun run;
-    const auto t0 = std::chrono::steady_clock::now();
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
-        struct rusage usage {};
-        int status = 0;
-        if (wait4(pid, &status, 0, &usage) == pid) {
-            run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            run.peakRssBytes = double(usage.ru_maxrss) * 1024.0;
-        }
-    }
-    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    posix_spawn_file_actions_destroy(&actions);
-    return run;
-}
+using velmora::bench::runChild;
+using velmora::bench::scratchFolder;
 
 // The text value of "key" in the peer's flat JSON printout ("input_i" : "-27.61"); empty if absent.
 std::string jsonText(const std::string& json, const std::string& key) {
@@ -81,12 +42,6 @@ constexpr double kProgrammeSeconds = 3600.0;
 // The decoded programme as the application holds it: two channels of 32-bit floats.
 constexpr double kDecodedBytes = double(kFrames) * 2 * sizeof(float);
 
-fs::path scratchFolder(const char* name) {
-    auto dir = fs::temp_directory_path() / name;
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    return dir;
-}
 
 // Every stage on, at settings an engineer might leave on a whole programme.
 fs::path fullChainParams(const fs::path& dir) {

@@ -1,0 +1,22 @@
+#pragma once
+// Runs a command as a child process and reads its wall time and peak resident memory from
+// wait4, so each measured run is a whole program as a user starts it.
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velmora::bench {
+
+struct ChildRun {
+    int status = -1;
+    double seconds = 0;
+    double peakRssBytes = 0;
+};
+
+// stdout goes to /dev/null; stderr to errPath when given, else to /dev/null.
+ChildRun runChild(const std::vector<std::string>& args, const std::string& errPath = {});
+
+// A fresh, empty folder of that name in the temp folder.
+std::filesystem::path scratchFolder(const char* name);
+
+}  // namespace velmora::bench
