@@ -19,8 +19,7 @@ Expected<ConformGain> conformityGain(const Channels& rendered, double fs, double
     g.gainLin = std::pow(10.0, (targetLUFS - I) / 20.0);
     if (params.autoProtectComp) {
         // The limiter's deepest reduction is how far the loudest true peak stands over its aim.
-        g.plannedReductionDB = knownTruePeakDB ? std::max(0.0, *knownTruePeakDB + 20.0 * std::log10(g.gainLin) -
-                                                                    (ceilingDB - limiterMarginDB))
+        g.plannedReductionDB = knownTruePeakDB ? plannedLimiterReduction(*knownTruePeakDB, g.gainLin, ceilingDB)
                                                : plannedLimiterReduction(rendered, fs, g.gainLin, ceilingDB);
         g.protect = g.plannedReductionDB > params.autoProtectThresholdDB;
     }

@@ -173,13 +173,19 @@ std::size_t limiterDelayFrames(double fs) {
     return std::max(lookAhead, limiterAttackFrames(fs) - 1 + holdReach + LimiterDetector::lookAhead);
 }
 
-double limiterDetectorPeak(const Channels& channels) { return limiterPeakReading(channels, 1.0); }
+// The loudest reading is the measurement's own true peak: the same interpolation, one pass per
+// channel in parallel, and no per-frame readings kept.
+double limiterDetectorPeak(const Channels& channels) {
+    return std::pow(10.0, LoudnessEngine::measureTruePeak(channels) / 20.0);
+}
+
+double plannedLimiterReduction(double truePeakDB, double gainLin, double ceilingDB) {
+    return std::max(0.0, truePeakDB + 20.0 * std::log10(gainLin) - (ceilingDB - limiterMarginDB));
+}
 
 double plannedLimiterReduction(const Channels& channels, double, double gainLin, double ceilingDB) {
     if (linked::frameCount(channels) == 0) return 0.0;
-    const double aim = std::pow(10.0, (ceilingDB - limiterMarginDB) / 20.0);
-    const double peak = limiterPeakReading(channels, gainLin);
-    return peak > aim ? 20.0 * std::log10(peak / aim) : 0.0;
+    return plannedLimiterReduction(LoudnessEngine::measureTruePeak(channels), gainLin, ceilingDB);
 }
 
 Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB, double extraHeadroomDB) {

@@ -35,6 +35,8 @@ double limiterDetectorPeak(const Channels& channels);
 // ceilingDB (dBTP): the attack reaches every frame's full need, so this is how far the loudest
 // true peak of the scaled buffer stands over the limiter's aim. 0 for an empty buffer.
 double plannedLimiterReduction(const Channels& channels, double fs, double gainLin, double ceilingDB);
+// The same from the buffer's true peak (dBTP) when it is already known: no pass over the samples.
+double plannedLimiterReduction(double truePeakDB, double gainLin, double ceilingDB);
 
 // The buffer scaled by gainLin and limited 0.3 dB under the ceiling, delayed by
 // limiterDelayFrames(fs) (the first frames are silence, the last input frames are dropped: the

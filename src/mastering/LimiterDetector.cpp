@@ -13,21 +13,6 @@ namespace {
 
 constexpr std::size_t history = kernels::truePeakHistory;
 
-// How far an interpolated value can stand over the samples that make it: the largest sum of
-// |taps| of one phase. A chunk whose samples stay under floor / this cannot read at floor.
-double interpolationGainBound() {
-    static const double bound = [] {
-        double worst = 0.0;
-        for (int q = 0; q < 4; ++q) {
-            double sum = 0.0;
-            for (int j = 0; j < 12; ++j) sum += std::fabs(kernels::truePeakFilter[4 * j + q]);
-            worst = std::max(worst, sum);
-        }
-        return worst;
-    }();
-    return bound;
-}
-
 __attribute__((target_clones("arch=x86-64-v3", "default")))
 void scaleRun(const float* x, std::size_t n, double gainLin, double* out) noexcept {
     for (std::size_t i = 0; i < n; ++i) out[i] = double(float(gainLin * double(x[i])));
@@ -55,18 +40,6 @@ void mergeReadings(const double* x, const double* interpolated, std::size_t n, f
     }
 }
 
-// Splits frames [0, frames) into one span per thread, each a multiple of the chunk.
-template <typename Fn>
-void overTime(std::size_t frames, Fn&& fn) {
-    const std::size_t threads = std::max<std::size_t>(1, WorkerPool::threadsFor(frames / (8 * LimiterDetector::chunkFrames) + 1));
-    const std::size_t chunks = (frames + LimiterDetector::chunkFrames - 1) / LimiterDetector::chunkFrames;
-    const std::size_t perThread = (chunks + threads - 1) / threads * LimiterDetector::chunkFrames;
-    parallelFor(threads, [&](std::size_t t) {
-        const std::size_t begin = std::min(frames, t * perThread), end = std::min(frames, begin + perThread);
-        fn(t, begin, end);
-    });
-}
-
 }  // namespace
 
 LimiterDetector::LimiterDetector()
@@ -74,7 +47,7 @@ LimiterDetector::LimiterDetector()
 
 void LimiterDetector::readings(const Channels& channels, std::size_t begin, std::size_t n, double gainLin,
                                double floorLin, float* out) noexcept {
-    const double bound = interpolationGainBound();
+    const double bound = kernels::truePeakReach();
     while (n > 0) {
         const std::size_t m = std::min(n, chunkFrames);
         std::fill(out, out + m, 0.0f);
@@ -103,16 +76,16 @@ void LimiterDetector::readings(const Channels& channels, std::size_t begin, std:
 }
 
 void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out) {
-    overTime(linked::frameCount(channels), [&](std::size_t, std::size_t begin, std::size_t end) {
+    // One span of whole chunks per thread: the readings are independent frame by frame.
+    constexpr std::size_t chunk = LimiterDetector::chunkFrames;
+    const std::size_t frames = linked::frameCount(channels);
+    const std::size_t threads = std::max<std::size_t>(1, WorkerPool::threadsFor(frames / (8 * chunk) + 1));
+    const std::size_t perThread = ((frames + chunk - 1) / chunk + threads - 1) / threads * chunk;
+    parallelFor(threads, [&](std::size_t t) {
+        const std::size_t begin = std::min(frames, t * perThread), end = std::min(frames, begin + perThread);
         LimiterDetector detector;
         detector.readings(channels, begin, end - begin, gainLin, floorLin, out + begin);
     });
-}
-
-double limiterPeakReading(const Channels& channels, double gainLin) {
-    // The loudest reading is the measurement's true peak, scaled: the same interpolation, one
-    // pass per channel in parallel, and no per-frame readings kept.
-    return gainLin * std::pow(10.0, LoudnessEngine::measureTruePeak(channels) / 20.0);
 }
 
 }  // namespace velmora

@@ -35,7 +35,4 @@ private:
 // The limiter's readings of frames [0, frames) into `out`, split over threads by time.
 void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out);
 
-// The largest reading of the whole buffer scaled by gainLin: its measured 4× true peak.
-double limiterPeakReading(const Channels& channels, double gainLin);
-
 }  // namespace velmora

@@ -67,20 +67,6 @@ const std::array<double, taps * phases>& fineTaps() {
     return table;
 }
 
-// No 4× point can exceed the largest |sample| among its taps by more than this factor.
-double coarseReach() {
-    static const double reach = [] {
-        double r = 1.0;
-        for (int q = 0; q < 4; ++q) {
-            double sum = 0.0;
-            for (int j = q; j < kernels::truePeakTaps; j += 4) sum += std::fabs(kernels::truePeakFilter[j]);
-            r = std::max(r, sum);
-        }
-        return r;
-    }();
-    return reach;
-}
-
 using v4d = double __attribute__((vector_size(32)));
 
 // grid[i · 16 + p] = the point i + p/16 samples after x[0], for i < count; reads x[−23] …
@@ -159,7 +145,7 @@ BandLimitedPeakMeter::BandLimitedPeakMeter(double watchFromLin)
       watchFrom_(watchFromLin),
       held_(lead + tapsAfter) {
     fineTaps();
-    coarseReach();
+    kernels::truePeakReach();
 }
 
 void BandLimitedPeakMeter::process(const float* in, std::size_t n) noexcept {
@@ -193,7 +179,7 @@ void BandLimitedPeakMeter::run(std::size_t intervals) noexcept {
         examine(x, 0, intervals);
     } else {
         const double around = std::max({samples, largestMagnitude(x - lead, lead), largestMagnitude(x + intervals, lag)});
-        if (around * coarseReach() >= watchFrom_) watch(x, intervals);
+        if (around * kernels::truePeakReach() >= watchFrom_) watch(x, intervals);
     }
     std::memmove(history_.data(), history_.data() + intervals, (held_ - intervals) * sizeof(double));
     held_ -= intervals;

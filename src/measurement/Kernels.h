@@ -38,6 +38,10 @@ double truePeakRun(const double* x, std::size_t n) noexcept;
 // 5.875 samples), so a caller that needs the reading around frame k looks at out[k + 5] and
 // out[k + 6]. x[-11 … -1] must be readable, as for truePeakRun.
 void truePeakEnvelope(const double* x, std::size_t n, double* out) noexcept;
+// How far a 4× interpolated value can stand over the largest |sample| among its taps: the
+// largest sum of |taps| of one phase. Samples under level / reach cannot read at level.
+double truePeakReach() noexcept;
+
 // Frames from a frame to the interpolated points that lie after it.
 inline constexpr std::size_t truePeakEnvelopeDelay = 6;
 

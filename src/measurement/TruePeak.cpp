@@ -18,6 +18,19 @@ const double truePeakFilter[truePeakTaps] = {
     0.00352262,  0.00580623,  0.00381642,  0.00099027,  -0.00058195, -0.00075355, -0.00034826, -0.00004849,
 };
 
+double truePeakReach() noexcept {
+    static const double reach = [] {
+        double worst = 0.0;
+        for (int q = 0; q < 4; ++q) {
+            double sum = 0.0;
+            for (int j = q; j < truePeakTaps; j += 4) sum += std::fabs(truePeakFilter[j]);
+            worst = std::max(worst, sum);
+        }
+        return worst;
+    }();
+    return reach;
+}
+
 namespace {
 using v4d = double __attribute__((vector_size(32)));
 }  // namespace
