@@ -8,24 +8,42 @@
 
 namespace velmora {
 
-std::vector<Biquad> buildFiveBandEQ(const MasterParams& p, double fs) {
-    std::vector<Biquad> out;
-    if (!p.eqOn) return out;
+namespace {
+
+void appendFiveBands(const MasterParams& p, double fs, std::vector<Biquad>& out) {
     if (p.hpfOn) out.push_back(designHighPass(fs, p.hpfFreq));
     if (std::fabs(p.lsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.lsFreq, p.lsGain));
     if (std::fabs(p.b1Gain) > eqBandGateDB) out.push_back(designPeaking(fs, p.b1Freq, p.b1Gain, p.b1Q));
     if (std::fabs(p.b2Gain) > eqBandGateDB) out.push_back(designPeaking(fs, p.b2Freq, p.b2Gain, p.b2Q));
     if (std::fabs(p.hsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.hsFreq, p.hsGain));
+}
+
+void appendTonalBands(const MasterParams& p, double fs, std::vector<Biquad>& out) {
+    if (std::fabs(p.tLsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.tLsFreq, p.tLsGain));
+    if (std::fabs(p.tMidGain) > eqBandGateDB) out.push_back(designPeaking(fs, p.tMidFreq, p.tMidGain, p.tMidQ));
+    if (std::fabs(p.tHsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.tHsFreq, p.tHsGain));
+}
+
+}  // namespace
+
+std::vector<Biquad> buildFiveBandEQ(const MasterParams& p, double fs) {
+    std::vector<Biquad> out;
+    if (p.eqOn) appendFiveBands(p, fs, out);
     return out;
 }
 
 std::vector<Biquad> buildTonalEQ(const MasterParams& p, double fs) {
     std::vector<Biquad> out;
-    if (!p.teqOn) return out;
-    if (std::fabs(p.tLsGain) > eqBandGateDB) out.push_back(designLowShelf(fs, p.tLsFreq, p.tLsGain));
-    if (std::fabs(p.tMidGain) > eqBandGateDB) out.push_back(designPeaking(fs, p.tMidFreq, p.tMidGain, p.tMidQ));
-    if (std::fabs(p.tHsGain) > eqBandGateDB) out.push_back(designHighShelf(fs, p.tHsFreq, p.tHsGain));
+    if (p.teqOn) appendTonalBands(p, fs, out);
     return out;
+}
+
+LiveCascade buildLiveCascade(const MasterParams& p, double fs) {
+    LiveCascade cascade;
+    appendFiveBands(p, fs, cascade.sections);
+    cascade.preCompressor = cascade.sections.size();
+    appendTonalBands(p, fs, cascade.sections);
+    return cascade;
 }
 
 void applyEQ(Channels& channels, const std::vector<Biquad>& sections) {
