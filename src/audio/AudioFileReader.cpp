@@ -129,6 +129,7 @@ private:
             const auto pulled = decoder.pull();
             if (pulled == FfmpegDecoder::Pull::end) break;
             if (pulled == FfmpegDecoder::Pull::error) return fail(Code::corruptFile);
+            if (listener_ && !listener_->wantsMore()) return fail(Code::cannotRead);
             const std::size_t length = decoder.frameLength();
             if (length == 0) continue;
             // Velmora neither resamples nor remaps: a stream that changes shape midway cannot

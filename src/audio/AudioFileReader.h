@@ -29,6 +29,9 @@ public:
     // through a small reused window instead of the whole file, and hands back channels that
     // are empty (their count and the rate still tell the format).
     virtual bool keepsSamples() const { return true; }
+    // False once the listener wants nothing more: the reader stops decoding and reports
+    // cannotRead, which the listener that asked can ignore.
+    virtual bool wantsMore() const { return true; }
 };
 
 // Every extension Velmora accepts (lower case, without the dot): audio files, then the videos

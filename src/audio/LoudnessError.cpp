@@ -15,6 +15,7 @@ std::string LoudnessError::message() const {
         return "Impossible d'écrire le fichier de sortie (vérifiez l'espace disque et les permissions).";
     case Code::diskAccess: return "Accès au disque refusé. Vérifiez les permissions du dossier.";
     case Code::tooLarge: return "Fichier trop volumineux pour la mémoire disponible.";
+    case Code::sourceChanged: return "Le fichier source a changé depuis son analyse : analysez-le de nouveau.";
     case Code::sameAsSource: return "Le master ne peut pas remplacer son fichier source : choisissez un autre nom.";
     case Code::outputTooLargeForAiff:
         return "Master trop volumineux pour le format AIFF (4 Go au plus) : choisissez le format WAV.";

@@ -22,6 +22,8 @@ struct LoudnessError {
         outputTooLargeForAiff,
         rateConversion,
         nothingToWrite,
+        // A source decoded again for a master no longer gives what was measured.
+        sourceChanged,
     };
     Code code;
     int channelCount = 0;  // payload of tooManyChannels only

@@ -46,7 +46,6 @@ int runMaster(Args& args) {
     settings.layout = o.measure.layout;
     settings.order = o.measure.order;
     settings.dialogueGating = effectiveGatingMode(o.measure.gating, presetAt(o.measure.norm)) == GatingMode::dialog;
-    settings.keepAudio = true;
 
     // A named file's container is its extension's: a --format that says otherwise is a mistake.
     const bool namesFolder = o.output.ends_with('/') || std::filesystem::is_directory(o.output);
@@ -78,9 +77,10 @@ int runMaster(Args& args) {
     if (!analysed->result.programmeLUFS) request.sourceIntegratedLUFS = analysed->result.integratedLUFS;
     request.sourceTruePeakDB = analysed->result.truePeakDB;
 
-    const auto& audio = analysed->audio;
-    auto delivered = deliverMaster(audio.channels, audio.sampleRate, analysed->weights, request,
-                                   [&](double f) { bar.update(0.2 + 0.8 * f); });
+    // The master reads the file again rather than holding it: a film costs a few blocks.
+    const FileProgramme programme(source, analysed->isVideo, std::size_t(analysed->channelCount), analysed->frameCount,
+                                  analysed->sampleRate);
+    auto delivered = deliverMaster(programme, analysed->weights, request, [&](double f) { bar.update(0.2 + 0.8 * f); });
     bar.finish();
     if (!delivered) {
         printMeasurementTable(std::cout, {&analysed->result}, unit, {"AVANT"});

@@ -37,26 +37,34 @@ double detect(double* b, std::size_t n, double e, double aA, double aR, double& 
     return e;
 }
 
-// Both compressors: the dB detector starts at −120 dB, the floor of 1e-9 keeps silence at
-// −180 dB. Returns the largest reduction in dB.
+// The linked gain of `len` frames from each pointer into b, make-up excluded. The dB detector
+// carries `env` from chunk to chunk; the floor of 1e-9 keeps silence at −180 dB.
+void chunkGains(std::span<const float* const> channels, std::size_t len, const Settings& s, double& env,
+                double& loudest, double* b) noexcept {
+    linked::framePeaks(channels, len, 1e-9, b);
+    vmath::log(b, b, len);
+    env = detect(b, len, env, s.attack, s.release, loudest);
+    const double threshold = s.thresholdDB, slope = s.slope;
+    for (std::size_t j = 0; j < len; ++j) {
+        const double over = b[j] - threshold;
+        b[j] = over > 0.0 ? -over * slope * vmath::neperPerDb : 0.0;
+    }
+    vmath::exp(b, b, len);
+}
+
+// Both compressors: the detector starts at −120 dB. Returns the largest reduction in dB.
 double compress(Channels& channels, const Settings& s) {
     const std::size_t n = linked::frameCount(channels);
     if (n == 0) return 0.0;
     const auto gain = linked::newCurve(n);
     std::vector<double> buf(linked::chunkFrames);
+    std::vector<const float*> at(channels.size());
     double env = -120.0, loudest = -120.0;
     for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
         const std::size_t len = std::min(linked::chunkFrames, n - begin);
+        for (std::size_t c = 0; c < channels.size(); ++c) at[c] = channels[c].data() + begin;
         double* b = buf.data();
-        linked::framePeaks(channels, begin, len, 1e-9, b);
-        vmath::log(b, b, len);
-        env = detect(b, len, env, s.attack, s.release, loudest);
-        const double threshold = s.thresholdDB, slope = s.slope;
-        for (std::size_t j = 0; j < len; ++j) {
-            const double over = b[j] - threshold;
-            b[j] = over > 0.0 ? -over * slope * vmath::neperPerDb : 0.0;
-        }
-        vmath::exp(b, b, len);
+        chunkGains(at, len, s, env, loudest, b);
         float* g = gain.get() + begin;
         for (std::size_t j = 0; j < len; ++j) g[j] = float(s.makeup * b[j]);
     }
@@ -65,6 +73,9 @@ double compress(Channels& channels, const Settings& s) {
     const double over = loudest - s.thresholdDB;
     return over > 0.0 && s.slope > 0.0 ? over * s.slope : 0.0;
 }
+
+// Slow enough to leave transients to the limiter, gentle enough to be inaudible as such.
+Settings protection(double fs) { return {onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0}; }
 
 }  // namespace
 
@@ -76,10 +87,33 @@ double busCompress(Channels& channels, double fs, const MasterParams& p) {
     return compress(channels, s);
 }
 
-void protectCompress(Channels& channels, double fs) {
-    // Slow enough to leave transients to the limiter, gentle enough to be inaudible as such.
-    const Settings s{onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0};
-    compress(channels, s);
+void protectCompress(Channels& channels, double fs) { compress(channels, protection(fs)); }
+
+struct StreamingProtection::State {
+    State(Settings s, std::size_t channels) : settings(s), at(channels) {}
+    Settings settings;
+    double env = -120.0, loudest = -120.0;
+    std::vector<double> buf = std::vector<double>(linked::chunkFrames);
+    std::vector<const float*> at;
+};
+
+StreamingProtection::StreamingProtection(std::size_t channels, double fs)
+    : state_(std::make_unique<State>(protection(fs), channels)) {}
+
+StreamingProtection::~StreamingProtection() = default;
+
+void StreamingProtection::process(float* const* channels, std::size_t n) noexcept {
+    State& st = *state_;
+    for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
+        const std::size_t len = std::min(linked::chunkFrames, n - begin);
+        for (std::size_t c = 0; c < st.at.size(); ++c) st.at[c] = channels[c] + begin;
+        chunkGains(st.at, len, st.settings, st.env, st.loudest, st.buf.data());
+        // The same float gain and multiply as the whole-programme curve.
+        for (std::size_t c = 0; c < st.at.size(); ++c) {
+            float* x = channels[c] + begin;
+            for (std::size_t j = 0; j < len; ++j) x[j] *= float(st.settings.makeup * st.buf[j]);
+        }
+    }
 }
 
 }  // namespace velmora

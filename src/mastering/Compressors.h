@@ -1,6 +1,8 @@
 #pragma once
 // Feed-forward, hard-knee, peak-detecting compressors with linked detection: one gain curve
 // from the loudest channel (LFE included) multiplies every channel.
+#include <memory>
+
 #include "mastering/MasterParams.h"
 #include "measurement/LoudnessEngine.h"
 
@@ -15,5 +17,20 @@ double busCompress(Channels& channels, double fs, const MasterParams& params);
 // The fixed protection compressor (−12 dBFS, 2:1, 50 ms attack, 400 ms release, no make-up)
 // that conformance puts before the limiter, in place. Allocates like busCompress.
 void protectCompress(Channels& channels, double fs);
+
+// The protection compressor over a programme that arrives block after block, its detector
+// carried across blocks: the same samples as protectCompress over the whole programme.
+class StreamingProtection {
+public:
+    // Allocates its scratch.
+    StreamingProtection(std::size_t channels, double fs);
+    ~StreamingProtection();
+    // The next n frames of every channel, in place. Does not allocate.
+    void process(float* const* channels, std::size_t n) noexcept;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 }  // namespace velmora

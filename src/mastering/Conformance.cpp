@@ -5,25 +5,34 @@
 
 #include "mastering/Compressors.h"
 #include "mastering/Limiter.h"
+#include "mastering/LinkedGain.h"
 #include "mastering/ProgrammeLoudness.h"
 
 namespace velmora {
 
-Expected<ConformGain> conformityGain(const Channels& rendered, double fs, double targetLUFS, double ceilingDB,
-                                     const MasterParams& params, std::span<const double> weights,
-                                     std::optional<double> knownIntegratedLUFS, std::optional<double> knownTruePeakDB) {
-    const double I = knownIntegratedLUFS ? *knownIntegratedLUFS : measureProgramme(rendered, fs, weights, false).integratedLUFS;
+Expected<ConformGain> conformityGain(double I, double truePeakDB, double targetLUFS, double ceilingDB,
+                                     const MasterParams& params) {
     if (!std::isfinite(I)) return LoudnessError{LoudnessError::Code::tooQuiet};
     ConformGain g;
     g.integratedBeforeLUFS = I;
     g.gainLin = std::pow(10.0, (targetLUFS - I) / 20.0);
     if (params.autoProtectComp) {
         // The limiter's deepest reduction is how far the loudest true peak stands over its aim.
-        g.plannedReductionDB = knownTruePeakDB ? plannedLimiterReduction(*knownTruePeakDB, g.gainLin, ceilingDB)
-                                               : plannedLimiterReduction(rendered, fs, g.gainLin, ceilingDB);
+        g.plannedReductionDB = plannedLimiterReduction(truePeakDB, g.gainLin, ceilingDB);
         g.protect = g.plannedReductionDB > params.autoProtectThresholdDB;
     }
     return g;
+}
+
+Expected<ConformGain> conformityGain(const Channels& rendered, double fs, double targetLUFS, double ceilingDB,
+                                     const MasterParams& params, std::span<const double> weights,
+                                     std::optional<double> knownIntegratedLUFS, std::optional<double> knownTruePeakDB) {
+    const double I = knownIntegratedLUFS ? *knownIntegratedLUFS : measureProgramme(rendered, fs, weights, false).integratedLUFS;
+    if (!std::isfinite(I)) return LoudnessError{LoudnessError::Code::tooQuiet};
+    const double peak = knownTruePeakDB                              ? *knownTruePeakDB
+                        : linked::frameCount(rendered) == 0          ? -240.0
+                                                                     : LoudnessEngine::measureTruePeak(rendered);
+    return conformityGain(I, peak, targetLUFS, ceilingDB, params);
 }
 
 void applyProtection(Channels& rendered, double fs, double targetLUFS, std::span<const double> weights,

@@ -44,6 +44,10 @@ Expected<ConformGain> conformityGain(const Channels& rendered, double fs, double
                                      std::optional<double> knownIntegratedLUFS = std::nullopt,
                                      std::optional<double> knownTruePeakDB = std::nullopt);
 
+// The same from the buffer's integrated loudness and 4× true peak, already measured.
+Expected<ConformGain> conformityGain(double integratedLUFS, double truePeakDB, double targetLUFS, double ceilingDB,
+                                     const MasterParams& params);
+
 // The protection compressor in place, and the gain measured again after it.
 void applyProtection(Channels& rendered, double fs, double targetLUFS, std::span<const double> weights,
                      ConformGain& gain);

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <vector>
 
-#include "mastering/LimiterDetector.h"
 #include "mastering/LinkedGain.h"
+#include "measurement/Kernels.h"
 #include "measurement/WorkerPool.h"
 
 namespace velmora {
@@ -32,24 +32,23 @@ public:
 
     std::size_t latency() const { return holdReach + attack_ - 1; }
 
-    void run(float* curve, std::size_t n) {
-        const std::size_t lat = latency();
-        std::size_t j = 0;
-        while (j < n + lat) {
+    // x[i] holds the reading of the next frame in, and the gain of the frame `latency()` before
+    // it out (meaningless for the first frames, which have none).
+    void run(float* x, std::size_t n) {
+        std::size_t i = 0;
+        while (i < n) {
             // Nothing held, released or ramping, and a stretch that needs nothing: unity.
-            if (idle() && j + quietRun <= n && allUnder(curve + j, quietRun)) {
-                for (std::size_t k = j; k < j + quietRun; ++k)
-                    if (k >= lat) curve[k - lat] = 1.0f;
-                j += quietRun;
+            if (idle() && i + quietRun <= n && allUnder(x + i, quietRun)) {
+                std::fill(x + i, x + i + quietRun, 1.0f);
+                i += quietRun;
                 continue;
             }
-            const double reading = j < n ? double(curve[j]) : 0.0;
-            const double need = reading > aim_ ? aim_ / reading : 1.0;
-            push(j, need);
-            const double gain = step(held());
-            if (j >= lat) curve[j - lat] = float(gain);
-            ++j;
+            const double reading = double(x[i]);
+            push(frame_ + i, reading > aim_ ? aim_ / reading : 1.0);
+            x[i] = float(step(held()));
+            ++i;
         }
+        frame_ += n;
     }
 
 private:
@@ -101,6 +100,7 @@ private:
     std::size_t rampAt_ = 0, rampBelow_ = 0;
     double released_ = 1.0;
     double sum_;
+    std::size_t frame_ = 0;  // readings had so far
 };
 
 // The scaled input times its gain, clamped at the ceiling as a last guard.
@@ -114,55 +114,15 @@ void gainBlock(const float* src, const float* gain, double gainLin, float h, std
 
 double aimFor(double ceilingDB, double extraDB) { return std::pow(10.0, (ceilingDB - limiterMarginDB - extraDB) / 20.0); }
 float clampFor(double ceilingDB, double extraDB) { return float(std::pow(10.0, (ceilingDB - extraDB) / 20.0)); }
-
-// Output frames [lo, hi) of one channel into y: the input delayed by D, scaled and limited.
-void limitedFrames(const float* src, const float* gain, std::size_t lo, std::size_t hi, std::size_t D, double gainLin,
-                   float h, float* y) noexcept {
-    // Frames [lo, hi) carry inputs [lo − D, hi − D); those before the start are silence.
-    const std::size_t silent = std::min(hi, std::max(lo, D)) - lo;
-    std::fill(y, y + silent, 0.0f);
-    if (hi > lo + silent) gainBlock(src + (lo + silent - D), gain + (lo + silent - D), gainLin, h, hi - lo - silent, y + silent);
-}
-
-// One channel from `src` into `dst`, which may be `src`. Blocks run from the end backwards and
-// each block is computed into `y` first, so in place nothing is read after it was overwritten.
-void limitChannel(const float* src, float* dst, std::size_t n, std::size_t D, double gainLin, const float* gain,
-                  float h, float* y) noexcept {
-    constexpr std::size_t B = linked::chunkFrames;
-    std::size_t hi = n;
-    while (hi > 0) {
-        const std::size_t lo = hi > B ? hi - B : 0;
-        limitedFrames(src, gain, lo, hi, D, gainLin, h, y);
-        std::copy(y, y + (hi - lo), dst + lo);
-        hi = lo;
-    }
-}
-
 double releaseCoefficient(double fs) { return std::exp(-1.0 / (fs * 0.08)); }
 
-// The whole curve comes before any output, so in place the detector still sees the input.
-std::unique_ptr<float[]> gainCurve(const Channels& channels, double fs, double gainLin, double aimLin) {
-    const std::size_t n = linked::frameCount(channels);
-    auto curve = linked::newCurve(n);
-    limiterReadings(channels, gainLin, aimLin, curve.get());
-    GainShaper(aimLin, limiterAttackFrames(fs), releaseCoefficient(fs)).run(curve.get(), n);
-    return curve;
-}
-
-void limit(const Channels& in, Channels& out, double fs, double gainLin, double ceilingDB, double extraDB) {
-    const std::size_t n = linked::frameCount(in);
-    if (n == 0) return;
-    const double aim = aimFor(ceilingDB, extraDB);
-    const float h = clampFor(ceilingDB, extraDB);
-    const std::size_t D = limiterDelayFrames(fs);
-    const auto gain = gainCurve(in, fs, gainLin, aim);
-    std::vector<std::vector<float>> scratch(in.size(), std::vector<float>(linked::chunkFrames));
-    parallelFor(in.size(), [&](std::size_t ch) {
-        limitChannel(in[ch].data(), out[ch].data(), n, D, gainLin, gain.get(), h, scratch[ch].data());
-    });
-}
+constexpr std::size_t history = kernels::truePeakHistory;
 
 }  // namespace
+
+class StreamingLimiter::Shaper : public GainShaper {
+    using GainShaper::GainShaper;
+};
 
 std::size_t limiterAttackFrames(double fs) { return std::max<std::size_t>(std::size_t(std::llround(fs * 0.001)), 1); }
 
@@ -188,44 +148,95 @@ double plannedLimiterReduction(const Channels& channels, double, double gainLin,
     return plannedLimiterReduction(LoudnessEngine::measureTruePeak(channels), gainLin, ceilingDB);
 }
 
-Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB, double extraHeadroomDB) {
-    Channels out(in.size());
-    for (std::size_t c = 0; c < in.size(); ++c) out[c].resize(in[c].size());
-    limit(in, out, fs, gainLin, ceilingDB, extraHeadroomDB);
-    return out;
-}
-
-LimitedProgramme::LimitedProgramme(const Channels& in, double fs, double gainLin, double ceilingDB,
+StreamingLimiter::StreamingLimiter(std::size_t channels, double fs, double gainLin, double ceilingDB,
                                    double extraHeadroomDB, double trimDB)
-    : in_(in),
+    : channels_(channels),
       gainLin_(gainLin),
+      aim_(aimFor(ceilingDB, extraHeadroomDB)),
       clamp_(clampFor(ceilingDB, extraHeadroomDB)),
       trim_(float(std::pow(10.0, -trimDB / 20.0))),
       delay_(limiterDelayFrames(fs)),
-      out_(in.size(), std::vector<float>(blockFrames)),
-      pointers_(in.size()),
-      pool_(WorkerPool::threadsFor(in.size())) {
-    if (frameCount() > 0) gain_ = gainCurve(in, fs, gainLin, aimFor(ceilingDB, extraHeadroomDB));
-    for (std::size_t c = 0; c < in.size(); ++c) pointers_[c] = out_[c].data();
+      shaper_(std::make_unique<Shaper>(aim_, limiterAttackFrames(fs), releaseCoefficient(fs))),
+      window_(channels, std::vector<float>(maxBlockFrames + delay_ + history)),
+      windowPointers_(channels),
+      gains_(maxBlockFrames),
+      detectors_(std::max<std::size_t>(1, WorkerPool::threadsFor(maxBlockFrames / LimiterDetector::chunkFrames))),
+      pool_(WorkerPool::threadsFor(std::max(channels, detectors_.size()))) {
+    latency_ = shaper_->latency();
+    for (std::size_t c = 0; c < channels; ++c) windowPointers_[c] = window_[c].data();
 }
 
-std::size_t LimitedProgramme::frameCount() const { return linked::frameCount(in_); }
+StreamingLimiter::~StreamingLimiter() = default;
 
-const float* const* LimitedProgramme::block(std::size_t begin, std::size_t n) {
-    n = std::min(n, blockFrames);
-    pool_.start(in_.size(), [this, begin, n](std::size_t c) {
-        float* y = out_[c].data();
-        limitedFrames(in_[c].data(), gain_.get(), begin, begin + n, delay_, gainLin_, clamp_, y);
-        // The plain cut is the same float multiply as scaling the finished buffer.
+// Keeps what the next block still reads: its output's input frames from received − delay on,
+// and the detector's history before the next reading.
+void StreamingLimiter::compact() {
+    const std::size_t outputFrom = received_ > delay_ ? received_ - delay_ : 0;
+    const std::size_t readFrom = read_ > history ? read_ - history : 0;
+    const std::size_t keep = std::min(outputFrom, readFrom);
+    if (keep <= base_) return;
+    const std::size_t held = received_ - keep, drop = keep - base_;
+    for (auto& channel : window_) std::copy(channel.begin() + std::ptrdiff_t(drop), channel.begin() + std::ptrdiff_t(drop + held), channel.begin());
+    base_ = keep;
+}
+
+void StreamingLimiter::process(const float* const* in, float* const* out, std::size_t n) {
+    n = std::min(n, maxBlockFrames);
+    if (channels_ == 0 || n == 0) return;
+    compact();
+    for (std::size_t c = 0; c < channels_; ++c) std::copy(in[c], in[c] + n, window_[c].begin() + std::ptrdiff_t(received_ - base_));
+    received_ += n;
+
+    // The gain of input frame f is known once the reading of f + latency is in, and that
+    // reading needs samples up to 6 frames further: the delay covers both, so every frame this
+    // block lets out has its gain from samples already received.
+    const std::size_t readBefore = read_;
+    const std::size_t reach = received_ + latency_ > delay_ ? received_ + latency_ - delay_ : 0;
+    if (reach > read_) {
+        const std::size_t len = reach - read_, frames = received_ - base_, from = read_ - base_;
+        constexpr std::size_t chunk = LimiterDetector::chunkFrames;
+        const std::size_t parts = std::min(detectors_.size(), (len + chunk - 1) / chunk);
+        const std::size_t per = ((len + chunk - 1) / chunk + parts - 1) / parts * chunk;
+        pool_.start(parts, [&](std::size_t t) {
+            const std::size_t lo = std::min(len, t * per), hi = std::min(len, lo + per);
+            detectors_[t].readings(windowPointers_, frames, from + lo, hi - lo, gainLin_, aim_, gains_.data() + lo);
+        });
+        pool_.wait();
+        shaper_->run(gains_.data(), len);
+        read_ = reach;
+    }
+
+    // Output frames [received − n, received) carry input frames delay_ earlier; those before
+    // the start are silence.
+    const std::size_t first = received_ - n;
+    const std::size_t silent = first < delay_ ? std::min(n, delay_ - first) : 0;
+    pool_.start(channels_, [&](std::size_t c) {
+        float* y = out[c];
+        std::fill(y, y + silent, 0.0f);
+        if (silent == n) return;
+        const std::size_t f = first + silent - delay_;  // the first input frame let out
+        gainBlock(window_[c].data() + (f - base_), gains_.data() + (f + latency_ - readBefore), gainLin_, clamp_,
+                  n - silent, y + silent);
         if (trim_ != 1.0f)
-            for (std::size_t i = 0; i < n; ++i) y[i] *= trim_;
+            for (std::size_t i = silent; i < n; ++i) y[i] *= trim_;
     });
     pool_.wait();
-    return pointers_.data();
+}
+
+Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB, double extraHeadroomDB) {
+    Channels out = in;
+    limitToCeilingInPlace(out, fs, gainLin, ceilingDB, extraHeadroomDB);
+    return out;
 }
 
 void limitToCeilingInPlace(Channels& channels, double fs, double gainLin, double ceilingDB, double extraHeadroomDB) {
-    limit(channels, channels, fs, gainLin, ceilingDB, extraHeadroomDB);
+    const std::size_t n = linked::frameCount(channels);
+    StreamingLimiter limiter(channels.size(), fs, gainLin, ceilingDB, extraHeadroomDB);
+    std::vector<float*> at(channels.size());
+    for (std::size_t begin = 0; begin < n; begin += StreamingLimiter::maxBlockFrames) {
+        for (std::size_t c = 0; c < channels.size(); ++c) at[c] = channels[c].data() + begin;
+        limiter.process(at.data(), at.data(), std::min(StreamingLimiter::maxBlockFrames, n - begin));
+    }
 }
 
 }  // namespace velmora

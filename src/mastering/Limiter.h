@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "mastering/LimiterDetector.h"
 #include "measurement/LoudnessEngine.h"
 #include "measurement/WorkerPool.h"
 
@@ -38,43 +39,60 @@ double plannedLimiterReduction(const Channels& channels, double fs, double gainL
 // The same from the buffer's true peak (dBTP) when it is already known: no pass over the samples.
 double plannedLimiterReduction(double truePeakDB, double gainLin, double ceilingDB);
 
-// The buffer scaled by gainLin and limited 0.3 dB under the ceiling, delayed by
-// limiterDelayFrames(fs) (the first frames are silence, the last input frames are dropped: the
-// length is kept), and clamped to ±10^(ceilingDB/20). extraHeadroomDB > 0 lowers both the aim
-// and the clamp by that much, for another run when the written file still came out over the
-// ceiling. Channels are limited in parallel from one gain curve. Allocates the output, one
-// float per frame for the gain curve, and the worker threads.
-Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB,
-                        double extraHeadroomDB = 0.0);
-
-// The limiter's output computed a block at a time as it is asked for, so a master can be
-// written without a second copy of the programme: the same samples as limitToCeiling, each
-// then multiplied by 10^(−trimDB/20) (a plain cut after the limiter).
-class LimitedProgramme {
+// The limiter as a stream: frames go in block after block and as many come out, the input
+// delayed by delay() frames (the first frames out are silence). Whole-programme knowledge is
+// not needed: the look-ahead is local, so the output does not depend on how the programme is
+// cut into blocks, and a master of any length runs in a few megabytes.
+class StreamingLimiter {
 public:
-    // Keeps a reference to `in`. Allocates the gain curve (one float per frame), one block per
-    // channel and the worker threads.
-    LimitedProgramme(const Channels& in, double fs, double gainLin, double ceilingDB, double extraHeadroomDB = 0.0,
+    static constexpr std::size_t maxBlockFrames = 65536;
+
+    // The input scaled by gainLin and limited 0.3 dB under the ceiling (dBTP), clamped to
+    // ±10^(ceilingDB/20); extraHeadroomDB > 0 lowers both the aim and the clamp by that much,
+    // for another run when the written file still came out over the ceiling; every output
+    // sample is then multiplied by 10^(−trimDB/20) (a plain cut after the limiter). Allocates
+    // its window, scratch and worker threads.
+    StreamingLimiter(std::size_t channels, double fs, double gainLin, double ceilingDB, double extraHeadroomDB = 0.0,
                      double trimDB = 0.0);
-    std::size_t channelCount() const { return in_.size(); }
-    std::size_t frameCount() const;
-    // Output frames [begin, begin + n) of every channel, n at most blockFrames; valid until the
-    // next call. Does not allocate.
-    const float* const* block(std::size_t begin, std::size_t n);
-    static constexpr std::size_t blockFrames = 65536;
+    ~StreamingLimiter();
+    StreamingLimiter(const StreamingLimiter&) = delete;
+    StreamingLimiter& operator=(const StreamingLimiter&) = delete;
+
+    std::size_t channelCount() const { return channels_; }
+    std::size_t delay() const { return delay_; }
+
+    // The next n input frames of every channel in, the next n output frames out; n at most
+    // maxBlockFrames. `out` may be `in`. Does not allocate.
+    void process(const float* const* in, float* const* out, std::size_t n);
 
 private:
-    const Channels& in_;
-    std::unique_ptr<float[]> gain_;
+    class Shaper;
+    void compact();
+
+    std::size_t channels_;
     double gainLin_;
+    double aim_;
     float clamp_, trim_;
-    std::size_t delay_;
-    std::vector<std::vector<float>> out_;
-    std::vector<const float*> pointers_;
+    std::size_t delay_, latency_;
+    std::unique_ptr<Shaper> shaper_;
+    // Input frames [base_, received_) of each channel, the oldest ones kept for the detector's
+    // and the output's reach.
+    std::vector<std::vector<float>> window_;
+    std::vector<const float*> windowPointers_;
+    std::size_t base_ = 0, received_ = 0;
+    std::size_t read_ = 0;  // frames whose readings the shaper has had
+    std::vector<float> gains_;
+    std::vector<LimiterDetector> detectors_;  // one per thread
     WorkerPool pool_;
 };
 
-// The same in place, with no second buffer: the same result as limitToCeiling.
+// The buffer through a StreamingLimiter: the same length, the first delay frames silence and
+// the last input frames dropped. Channels are limited in parallel from one gain curve.
+// Allocates the output and the limiter.
+Channels limitToCeiling(const Channels& in, double fs, double gainLin, double ceilingDB,
+                        double extraHeadroomDB = 0.0);
+
+// The same in place, with no second buffer.
 void limitToCeilingInPlace(Channels& channels, double fs, double gainLin, double ceilingDB,
                            double extraHeadroomDB = 0.0);
 

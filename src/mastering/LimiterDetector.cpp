@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "mastering/LinkedGain.h"
 #include "measurement/Kernels.h"
-#include "measurement/WorkerPool.h"
 
 namespace velmora {
 
@@ -45,25 +43,24 @@ void mergeReadings(const double* x, const double* interpolated, std::size_t n, f
 LimiterDetector::LimiterDetector()
     : samples_(history + chunkFrames + lookAhead, 0.0), interpolated_(chunkFrames, 0.0) {}
 
-void LimiterDetector::readings(const Channels& channels, std::size_t begin, std::size_t n, double gainLin,
-                               double floorLin, float* out) noexcept {
+void LimiterDetector::readings(std::span<const float* const> channels, std::size_t frames, std::size_t begin,
+                               std::size_t n, double gainLin, double floorLin, float* out) noexcept {
     const double bound = kernels::truePeakReach();
     while (n > 0) {
         const std::size_t m = std::min(n, chunkFrames);
         std::fill(out, out + m, 0.0f);
-        for (const auto& channel : channels) {
-            const std::size_t frames = channel.size();
+        for (const float* channel : channels) {
             // samples_[history + i] holds frame begin + i, for i from −11 to m + 6.
             const std::size_t from = begin >= history ? begin - history : 0;
             const std::size_t to = std::min(frames, begin + m + lookAhead);
             if (to <= from) continue;
             // Most of a programme sits well under the limiter's aim: one look at the floats.
-            if (gainLin * double(largestMagnitude(channel.data() + from, to - from)) * bound * (1.0 + 1e-6) < floorLin)
+            if (gainLin * double(largestMagnitude(channel + from, to - from)) * bound * (1.0 + 1e-6) < floorLin)
                 continue;
             double* x = samples_.data() + history;
             const std::size_t lead = history - (begin - from);
             std::fill(samples_.begin(), samples_.begin() + std::ptrdiff_t(lead), 0.0);
-            scaleRun(channel.data() + from, to - from, gainLin, samples_.data() + lead);
+            scaleRun(channel + from, to - from, gainLin, samples_.data() + lead);
             std::fill(samples_.begin() + std::ptrdiff_t(lead + (to - from)), samples_.end(), 0.0);
             // The values between x[i] and x[i + 1] come out of the kernel at i + 6.
             kernels::truePeakEnvelope(x + lookAhead, m, interpolated_.data());
@@ -73,19 +70,6 @@ void LimiterDetector::readings(const Channels& channels, std::size_t begin, std:
         out += m;
         n -= m;
     }
-}
-
-void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out) {
-    // One span of whole chunks per thread: the readings are independent frame by frame.
-    constexpr std::size_t chunk = LimiterDetector::chunkFrames;
-    const std::size_t frames = linked::frameCount(channels);
-    const std::size_t threads = std::max<std::size_t>(1, WorkerPool::threadsFor(frames / (8 * chunk) + 1));
-    const std::size_t perThread = ((frames + chunk - 1) / chunk + threads - 1) / threads * chunk;
-    parallelFor(threads, [&](std::size_t t) {
-        const std::size_t begin = std::min(frames, t * perThread), end = std::min(frames, begin + perThread);
-        LimiterDetector detector;
-        detector.readings(channels, begin, end - begin, gainLin, floorLin, out + begin);
-    });
 }
 
 }  // namespace velmora

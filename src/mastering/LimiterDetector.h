@@ -4,9 +4,8 @@
 // frame k. The same interpolation as the measurement's true peak, so a limiter that keeps
 // every frame's reading under its aim keeps the measured true peak there too.
 #include <cstddef>
+#include <span>
 #include <vector>
-
-#include "measurement/LoudnessEngine.h"
 
 namespace velmora {
 
@@ -21,18 +20,17 @@ public:
     LimiterDetector();
 
     // out[i] = reading of frame begin + i of the channels scaled by gainLin (each sample rounded
-    // to float as the limiter scales it), for i < n; samples outside the channels are silence.
-    // Readings that cannot reach `floorLin` may be reported as anything under it (zero, say):
-    // all a caller comparing with a level at or above floorLin needs. Never allocates.
-    void readings(const Channels& channels, std::size_t begin, std::size_t n, double gainLin, double floorLin,
-                  float* out) noexcept;
+    // to float as the limiter scales it), for i < n; frame f of channel c is channels[c][f] for
+    // f < frames, silence elsewhere. Readings that cannot reach `floorLin` may be reported as
+    // anything under it (zero, say): all a caller comparing with a level at or above floorLin
+    // needs. Never allocates.
+    void readings(std::span<const float* const> channels, std::size_t frames, std::size_t begin, std::size_t n,
+                  double gainLin, double floorLin, float* out) noexcept;
 
 private:
     std::vector<double> samples_;  // one channel's samples from begin − 11 to begin + n + 6
     std::vector<double> interpolated_;
 };
 
-// The limiter's readings of frames [0, frames) into `out`, split over threads by time.
-void limiterReadings(const Channels& channels, double gainLin, double floorLin, float* out);
 
 }  // namespace velmora

@@ -34,6 +34,11 @@ void framePeaks(const Channels& channels, std::size_t begin, std::size_t n, doub
     for (const auto& ch : channels) maxAbsInto(ch.data() + begin, n, out);
 }
 
+void framePeaks(std::span<const float* const> channels, std::size_t n, double floor, double* out) noexcept {
+    for (std::size_t j = 0; j < n; ++j) out[j] = floor;
+    for (const float* ch : channels) maxAbsInto(ch, n, out);
+}
+
 void applyCurve(Channels& channels, const float* gain) {
     const std::size_t n = frameCount(channels);
     parallelFor(channels.size(), [&](std::size_t c) { multiply(channels[c].data(), gain, std::min(n, channels[c].size())); });

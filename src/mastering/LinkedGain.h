@@ -3,6 +3,7 @@
 // multiplied into every channel so the image never shifts.
 #include <cstddef>
 #include <memory>
+#include <span>
 
 #include "measurement/LoudnessEngine.h"
 
@@ -14,6 +15,8 @@ inline constexpr std::size_t chunkFrames = 4096;
 
 // out[j] = max(floor, max over channels |x[begin + j]|) for j < n. Does not allocate.
 void framePeaks(const Channels& channels, std::size_t begin, std::size_t n, double floor, double* out) noexcept;
+// The same over n frames from each pointer.
+void framePeaks(std::span<const float* const> channels, std::size_t n, double floor, double* out) noexcept;
 
 // A gain curve of one float per frame, left uninitialised: every stage writes all of it, and
 // zeroing a whole file's worth first would cost a pass over memory.

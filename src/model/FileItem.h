@@ -42,6 +42,7 @@ struct FileItem {
     // item never pulls it from under them.
     std::shared_ptr<const Channels> channels;
     std::size_t channelTotal = 0;  // as decoded
+    std::size_t frameTotal = 0;
     double sampleRate = 0;
     double maxGR = 0;
     std::vector<ChannelEnergy> channelEnergies;

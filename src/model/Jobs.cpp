@@ -38,6 +38,8 @@ bool measuredAndFinite(const FileItem* item) {
 MasterTask Model::taskFor(const FileItem& item) const {
     MasterTask t;
     t.channels = item.channels;
+    t.channelCount = item.channelCount();
+    t.frames = item.frameTotal;
     t.sampleRate = item.sampleRate;
     t.weights = resolveChannelWeights(int(item.channelCount()), layout_, channelOrder_, item.declaredPositions);
     t.sourcePath = item.url;
@@ -97,15 +99,13 @@ void Model::saveMaster() {
     request.write.outputRate = outputRate_;
     request.write.layout = layoutFor(item->channelCount(), channelOrder_);
     request.write.sourcePath = item->url;
-    const auto held = item->channels;
-    const double fs = item->sampleRate;
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
+    std::shared_ptr<const Programme> source =
+        programmeFor(item->channels, item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
 
-    startJob([this, request, held, fs, weights] {
-        const auto samples = samplesFor(held, request.write.sourcePath);
-        auto delivered = samples ? deliverMaster(**samples, fs, weights, request,
-                                                 [this](double f) { postProgress(f, &Model::setBatchCurrent); })
-                                 : Expected<DeliveryReport>(samples.error());
+    startJob([this, request, source, weights] {
+        auto delivered =
+            deliverMaster(*source, weights, request, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
         QString status;
         if (delivered) {
             status = QStringLiteral("Enregistré : %1 · %2 LUFS")

@@ -77,13 +77,33 @@ Expected<std::shared_ptr<const Channels>> samplesFor(std::shared_ptr<const Chann
     }
 }
 
+namespace {
+
+// Held samples, kept alive for as long as the master reads them.
+class SharedProgramme final : public Programme {
+public:
+    SharedProgramme(std::shared_ptr<const Channels> samples, double rate) : samples_(std::move(samples)), held_(*samples_, rate) {}
+    std::size_t channelCount() const override { return held_.channelCount(); }
+    std::size_t frameCount() const override { return held_.frameCount(); }
+    double sampleRate() const override { return held_.sampleRate(); }
+    std::unique_ptr<ProgrammePass> read() const override { return held_.read(); }
+    const Channels* samples() const override { return held_.samples(); }
+
+private:
+    std::shared_ptr<const Channels> samples_;
+    HeldProgramme held_;
+};
+
+}  // namespace
+
+std::unique_ptr<Programme> programmeFor(std::shared_ptr<const Channels> held, const std::string& path, bool isVideo,
+                                        std::size_t channels, std::size_t frames, double sampleRate) {
+    if (held) return std::make_unique<SharedProgramme>(std::move(held), sampleRate);
+    return std::make_unique<FileProgramme>(path, isVideo, channels, frames, sampleRate);
+}
+
 MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     MasterOutcome outcome;
-    const auto samples = samplesFor(task.channels, task.sourcePath);
-    if (!samples) {
-        outcome.error = QString::fromStdString(samples.error().message());
-        return outcome;
-    }
     DeliveryRequest request;
     request.targetLUFS = task.target;
     request.ceilingDB = task.ceiling;
@@ -107,7 +127,9 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     }
     request.write.destination = soundPath;
 
-    auto delivered = deliverMaster(**samples, task.sampleRate, task.weights, request, progress);
+    const auto source =
+        programmeFor(task.channels, task.sourcePath, isVideoPath(task.sourcePath), task.channelCount, task.frames, task.sampleRate);
+    auto delivered = deliverMaster(*source, task.weights, request, progress);
     if (!delivered) {
         outcome.error = QString::fromStdString(delivered.error().message());
         return outcome;

@@ -227,6 +227,7 @@ void Model::analyzeNext() {
                 i.measured = a->result;
                 i.originalMeasure = a->result;
                 i.channelTotal = a->audio.channels.size();
+                i.frameTotal = a->frameCount;
                 if (selectedID_ == id) i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
                 i.measuredWeights = a->weights;

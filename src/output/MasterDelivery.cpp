@@ -5,6 +5,7 @@
 #include <functional>
 #include <new>
 
+#include "mastering/Compressors.h"
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
 #include "mastering/Render.h"
@@ -59,16 +60,64 @@ private:
     Verdict verdict_;
 };
 
-// The limiter's output as the writer asks for it.
-class LimitedSource final : public SampleSource {
+// One reading of the programme through the stages after the chain: the protection
+// compressor when it is called in, then the limiter when one is given, a block at a time and
+// in place. `progress` follows the frames read, over its own span of the job.
+class StagedPass {
 public:
-    explicit LimitedSource(LimitedProgramme& limited) : limited_(limited) {}
-    std::size_t channelCount() const override { return limited_.channelCount(); }
-    std::size_t frameCount() const override { return limited_.frameCount(); }
-    const float* const* block(std::size_t begin, std::size_t n) override { return limited_.block(begin, n); }
+    StagedPass(const Programme& programme, bool protect, std::unique_ptr<StreamingLimiter> limiter,
+               std::function<void(double)> progress = {})
+        : pass_(programme.read()), channels_(programme.channelCount()), frames_(programme.frameCount()), limiter_(std::move(limiter)),
+          progress_(std::move(progress)) {
+        if (protect) protection_.emplace(programme.channelCount(), programme.sampleRate());
+    }
+
+    float* const* next(std::size_t n) {
+        float* const* block = pass_->next(n);
+        if (!block) return nullptr;
+        if (protection_) protection_->process(block, n);
+        if (limiter_) limiter_->process(block, block, n);
+        read_ += n;
+        if (progress_ && frames_ > 0) progress_(double(read_) / double(frames_));
+        return block;
+    }
+    LoudnessError error() const { return pass_->error(); }
+
+    // Every block into the analyzer; the pass's error when a block could not be read.
+    std::optional<LoudnessError> feed(LoudnessAnalyzer& analyzer) {
+        std::vector<const float*> block;
+        for (std::size_t at = 0; at < frames_; at += ProgrammePass::maxBlockFrames) {
+            const std::size_t n = std::min(ProgrammePass::maxBlockFrames, frames_ - at);
+            float* const* samples = next(n);
+            if (!samples) return error();
+            block.assign(samples, samples + channels_);
+            analyzer.feed(block, n);
+            analyzer.wait();  // the next block reuses the same memory
+        }
+        return std::nullopt;
+    }
 
 private:
-    LimitedProgramme& limited_;
+    std::unique_ptr<ProgrammePass> pass_;
+    std::size_t channels_, frames_, read_ = 0;
+    std::optional<StreamingProtection> protection_;
+    std::unique_ptr<StreamingLimiter> limiter_;
+    std::function<void(double)> progress_;
+};
+
+// A staged pass as the writer asks for it.
+class StagedSource final : public SampleSource {
+public:
+    StagedSource(StagedPass& pass, std::size_t channels, std::size_t frames)
+        : pass_(pass), channels_(channels), frames_(frames) {}
+    std::size_t channelCount() const override { return channels_; }
+    std::size_t frameCount() const override { return frames_; }
+    const float* const* block(std::size_t, std::size_t n) override { return pass_.next(n); }
+    LoudnessError readError() const override { return pass_.error(); }
+
+private:
+    StagedPass& pass_;
+    std::size_t channels_, frames_;
 };
 
 // Each retry lowers the aim by the measured excess and this much more, so that the rounding of
@@ -96,15 +145,45 @@ private:
     double last_ = 0.0;
 };
 
-// Finds, in memory at the source rate, the gain whose limited buffer reads a given loudness: a
-// limiter that works hard gives back only part of each dB of gain, so one step by the missed
-// amount falls short. Secant steps on the measured points converge in a few renders, each a
-// limiter pass and a measurement, with no write.
+// What reaches the limiter: the programme as it is, or the chain's render, with the protection
+// compressor in front when it is called in.
+struct LimiterInput {
+    const Programme& programme;
+    bool protect = false;
+
+    StagedPass read(std::unique_ptr<StreamingLimiter> limiter = {}, std::function<void(double)> progress = {}) const {
+        return StagedPass(programme, protect, std::move(limiter), std::move(progress));
+    }
+    std::unique_ptr<StreamingLimiter> limiter(double gainDB, double ceilingDB, double extraDB = 0.0,
+                                              double trimDB = 0.0) const {
+        return std::make_unique<StreamingLimiter>(programme.channelCount(), programme.sampleRate(), fromDB(gainDB),
+                                                  ceilingDB, extraDB, trimDB);
+    }
+};
+
+struct Measured {
+    double integratedLUFS, truePeakDB;
+};
+
+// The limiter's input measured in one pass: its integrated loudness with the standard gating,
+// and its 4× true peak.
+Expected<Measured> measure(const LimiterInput& input, std::span<const double> weights,
+                           std::function<void(double)> progress) {
+    LoudnessAnalyzer analyzer({}, false);
+    analyzer.prepare(input.programme.channelCount(), input.programme.sampleRate(), input.programme.frameCount());
+    auto pass = input.read({}, std::move(progress));
+    if (auto failure = pass.feed(analyzer)) return *failure;
+    return Measured{analyzer.result(weights).integratedLUFS, analyzer.truePeakDB()};
+}
+
+// Finds the gain whose limited programme reads a given loudness, at the source rate and
+// without writing: a limiter that works hard gives back only part of each dB of gain, so one
+// step by the missed amount falls short. Secant steps on the measured points converge in a few
+// passes, each a limiter run and a measurement.
 class GainSearch {
 public:
-    GainSearch(const Channels& beforeLimiter, double fs, std::span<const double> weights, double ceilingDB,
-               double loudestDB)
-        : before_(beforeLimiter), fs_(fs), weights_(weights), ceilingDB_(ceilingDB), loudestDB_(loudestDB) {}
+    GainSearch(const LimiterInput& input, std::span<const double> weights, double ceilingDB, double loudestDB)
+        : input_(input), weights_(weights), ceilingDB_(ceilingDB), loudestDB_(loudestDB) {}
 
     struct Found {
         double gainDB;
@@ -112,78 +191,103 @@ public:
     };
 
     // The file written at `gainDB` with the limiter `usedExtraDB` lower read `writtenLUFS`. What
-    // conversion and quantisation added to the buffer's own loudness they will add again, so the
-    // buffer must read the target less that; the next write aims `nextExtraDB` lower.
-    Found correct(double gainDB, double usedExtraDB, double writtenLUFS, double targetLUFS, double nextExtraDB) {
-        const double asWritten = loudness(gainDB, usedExtraDB);
-        const double aim = targetLUFS - (writtenLUFS - asWritten);
-        double a = gainDB, Ia = nextExtraDB == usedExtraDB ? asWritten : loudness(a, nextExtraDB);
-        double b = std::min(a + (aim - Ia), loudestDB_), Ib = loudness(b, nextExtraDB);
+    // conversion and quantisation added to the limited programme's own loudness they will add
+    // again, so it must read the target less that; the next write aims `nextExtraDB` lower.
+    Expected<Found> correct(double gainDB, double usedExtraDB, double writtenLUFS, double targetLUFS,
+                            double nextExtraDB) {
+        auto asWritten = loudness(gainDB, usedExtraDB);
+        if (!asWritten) return asWritten.error();
+        const double aim = targetLUFS - (writtenLUFS - *asWritten);
+        double a = gainDB, Ia = *asWritten;
+        if (nextExtraDB != usedExtraDB) {
+            auto again = loudness(a, nextExtraDB);
+            if (!again) return again.error();
+            Ia = *again;
+        }
+        double b = std::min(a + (aim - Ia), loudestDB_);
+        auto measured = loudness(b, nextExtraDB);
+        if (!measured) return measured.error();
+        double Ib = *measured;
         for (int step = 0; step < maxSteps && std::fabs(Ib - aim) > 0.01; ++step) {
-            if (b >= loudestDB_ && Ib < aim) return {loudestDB_, true};
+            if (b >= loudestDB_ && Ib < aim) return Found{loudestDB_, true};
             if (!std::isfinite(Ia) || !std::isfinite(Ib) || b == a) break;
             // Never flatter than 0.05 LU per dB: a stalled limiter would send the gain off to infinity.
             const double slope = std::max((Ib - Ia) / (b - a), 0.05);
             a = b;
             Ia = Ib;
             b = std::min(b + (aim - Ib) / slope, loudestDB_);
-            Ib = loudness(b, nextExtraDB);
+            measured = loudness(b, nextExtraDB);
+            if (!measured) return measured.error();
+            Ib = *measured;
         }
-        return {b, b >= loudestDB_ && Ib < aim - 0.05};
+        return Found{b, b >= loudestDB_ && Ib < aim - 0.05};
     }
 
 private:
     static constexpr int maxSteps = 8;
 
-    double loudness(double gainDB, double extraDB) const {
-        // Measured as it is limited, a block at a time: no copy of the programme.
-        LimitedProgramme limited(before_, fs_, fromDB(gainDB), ceilingDB_, extraDB);
+    Expected<double> loudness(double gainDB, double extraDB) const {
         LoudnessAnalyzer analyzer({}, false);
-        analyzer.prepare(limited.channelCount(), fs_, limited.frameCount());
-        std::vector<const float*> block(limited.channelCount());
-        for (std::size_t at = 0; at < limited.frameCount(); at += LimitedProgramme::blockFrames) {
-            const std::size_t n = std::min(LimitedProgramme::blockFrames, limited.frameCount() - at);
-            const float* const* samples = limited.block(at, n);
-            block.assign(samples, samples + block.size());
-            analyzer.feed(block, n);
-            analyzer.wait();  // the next block reuses the same memory
-        }
+        analyzer.prepare(input_.programme.channelCount(), input_.programme.sampleRate(), input_.programme.frameCount());
+        auto pass = input_.read(input_.limiter(gainDB, ceilingDB_, extraDB));
+        if (auto failure = pass.feed(analyzer)) return *failure;
         return analyzer.result(weights_).integratedLUFS;
     }
 
-    const Channels& before_;
-    double fs_;
+    const LimiterInput& input_;
     std::span<const double> weights_;
     double ceilingDB_, loudestDB_;
 };
 
-Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<const double> weights,
+Expected<DeliveryReport> deliver(const Programme& source, std::span<const double> weights,
                                  const DeliveryRequest& request, const ProgressFn& progressFn) {
     Progress progress(progressFn);
     progress(0.02);
+    const std::size_t channels = source.channelCount(), frames = source.frameCount();
+    const double fs = source.sampleRate();
+    if (channels == 0 || frames == 0) return LoudnessError{LoudnessError::Code::tooQuiet};
     std::vector<double> fileWeights;  // in the order the file stores the channels
-    for (std::size_t c : fileChannelOrder(source.size(), request.write))
+    for (std::size_t c : fileChannelOrder(channels, request.write))
         fileWeights.push_back(c < weights.size() ? weights[c] : 1.0);
     const MasterParams& p = request.params;
     const bool neutralChain = !p.eqOn && !p.compOn && !p.teqOn && !p.lraOn && !p.msOn;
-    // With every stage off the programme reaches the limiter as it is: no copy of it is made
-    // unless the protection compressor has to change it.
-    Channels owned;
+
+    // With every stage off the programme reaches the limiter as it is, read again from its source
+    // for each pass; the chain needs the whole programme, rendered in place in one copy.
+    Channels rendered;
+    std::optional<HeldProgramme> renderedProgramme;
     double maxGR = 0.0;
     if (!neutralChain) {
-        auto rendered = renderMaster(source, p, fs, weights, [&](double f) { progress(f); });
-        owned = std::move(rendered.channels);
-        maxGR = rendered.maxGR;
+        auto loaded = loadProgramme(source);
+        if (!loaded) return loaded.error();
+        auto render = renderMaster(std::move(*loaded), p, fs, weights, [&](double f) { progress(f); });
+        rendered = std::move(render.channels);
+        maxGR = render.maxGR;
+        renderedProgramme.emplace(rendered, fs);
     }
-    auto gain = conformityGain(neutralChain ? source : owned, fs, request.targetLUFS, request.ceilingDB, p, weights,
-                               neutralChain ? request.sourceIntegratedLUFS : std::nullopt,
-                               neutralChain ? request.sourceTruePeakDB : std::nullopt);
+    LimiterInput input{renderedProgramme ? *renderedProgramme : source};
+
+    // What the conformity gain is computed from: what the caller measured of the untouched
+    // source, or a pass over what reaches the limiter.
+    const auto within = [&](double from, double to) { return [&, from, to](double f) { progress(from + (to - from) * f); }; };
+    Measured m{};
+    if (neutralChain && request.sourceIntegratedLUFS && request.sourceTruePeakDB) {
+        m = {*request.sourceIntegratedLUFS, *request.sourceTruePeakDB};
+    } else {
+        auto measured = measure(input, weights, within(0.6, 0.63));
+        if (!measured) return measured.error();
+        m = *measured;
+    }
+    auto gain = conformityGain(m.integratedLUFS, m.truePeakDB, request.targetLUFS, request.ceilingDB, p);
     if (!gain) return gain.error();
     if (gain->protect) {
-        if (neutralChain) owned = source;
-        applyProtection(owned, fs, request.targetLUFS, weights, *gain);
+        // The gain is measured again after the protection, as is the peak the limiter will see.
+        input.protect = true;
+        auto measured = measure(input, weights, within(0.6, 0.65));
+        if (!measured) return measured.error();
+        m = *measured;
+        if (std::isfinite(m.integratedLUFS)) gain->gainLin = std::pow(10.0, (request.targetLUFS - m.integratedLUFS) / 20.0);
     }
-    const Channels& beforeLimiter = owned.empty() ? source : owned;
 
     DeliveryReport report;
     report.maxGR = maxGR;
@@ -192,8 +296,7 @@ Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<co
 
     // The loudest gain the ceiling allows without more than 12 dB of limiting.
     const double aim = fromDB(request.ceilingDB - limiterMarginDB);
-    const bool untouched = owned.empty() && request.sourceTruePeakDB;
-    const double peak = std::max(untouched ? fromDB(*request.sourceTruePeakDB) : limiterDetectorPeak(beforeLimiter), 1e-12);
+    const double peak = std::max(fromDB(m.truePeakDB), 1e-12);
     const double loudest = aim * fromDB(maxLimiterReductionDB) / peak;
     bool capped = gain->gainLin > loudest;
     double gainDB = toDB(std::min(gain->gainLin, loudest)), extraDB = 0.0, plainCutDB = 0.0;
@@ -201,24 +304,23 @@ Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<co
     const double C = request.ceilingDB, T = request.targetLUFS;
     const double outputRate = request.write.outputRate > 0 ? request.write.outputRate : fs;
 
-    GainSearch search(beforeLimiter, fs, weights, C, toDB(loudest));
+    GainSearch search(input, weights, C, toDB(loudest));
     for (;;) {
         // The limiter's output goes to the file as it is computed; the plain cut is linear, so what
         // it leaves over the ceiling is rounding, and the file is kept.
-        LimitedProgramme limited(beforeLimiter, fs, fromDB(gainDB), C, extraDB, plainCutDB);
-        LimitedSource source(limited);
-        progress(0.65);
+        StagedPass pass = input.read(input.limiter(gainDB, C, extraDB, plainCutDB), within(0.65, 0.95));
+        StagedSource staged(pass, channels, frames);
         const bool mayCorrect = report.loudnessCorrections < maxLoudnessCorrections && !capped && plainCutDB == 0;
         bool overs = false, off = false;
         double writtenLUFS = 0.0;
-        WrittenMeter meter(limited.channelCount(), outputRate, std::size_t(double(limited.frameCount()) * outputRate / fs), C,
-                           [&](const WrittenMeter& m) {
-                               overs = m.peakDB() > C;
-                               writtenLUFS = m.analyzer().result(fileWeights).integratedLUFS;
+        WrittenMeter meter(channels, outputRate, std::size_t(double(frames) * outputRate / fs), C,
+                           [&](const WrittenMeter& w) {
+                               overs = w.peakDB() > C;
+                               writtenLUFS = w.analyzer().result(fileWeights).integratedLUFS;
                                off = std::isfinite(writtenLUFS) && std::fabs(writtenLUFS - T) > loudnessToleranceLU;
                                return (!overs || plainCutDB > 0) && (!off || !mayCorrect);
                            });
-        auto written = writeMaster(source, fs, request.write, &meter);
+        auto written = writeMaster(staged, fs, request.write, &meter);
         ++report.limiterPasses;
         if (!written) return written.error();
         report.writtenTruePeakDB = meter.truePeakDB();
@@ -240,11 +342,11 @@ Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<co
         if (off && mayCorrect) {
             ++report.loudnessCorrections;
             const auto found = search.correct(gainDB, usedExtraDB, writtenLUFS, T, extraDB);
-            capped = found.capped;
-            gainDB = found.gainDB;
+            if (!found) return found.error();
+            capped = found->capped;
+            gainDB = found->gainDB;
         }
     }
-    progress(0.8);
     report.gainDB = gainDB;
     report.extraHeadroomDB = extraDB + plainCutDB;
     if (capped && std::fabs(report.after.integratedLUFS - request.targetLUFS) > 0.1)
@@ -255,15 +357,20 @@ Expected<DeliveryReport> deliver(const Channels& source, double fs, std::span<co
 
 }  // namespace
 
-Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::span<const double> weights,
+Expected<DeliveryReport> deliverMaster(const Programme& source, std::span<const double> weights,
                                        const DeliveryRequest& request, const ProgressFn& progress) {
     // A programme too long for this machine's memory ends its own master, never the program;
     // whatever was half made is freed on the way out and the destination is left as it was.
     try {
-        return deliver(source, fs, weights, request, progress);
+        return deliver(source, weights, request, progress);
     } catch (const std::bad_alloc&) {
         return LoudnessError{LoudnessError::Code::tooLarge};
     }
+}
+
+Expected<DeliveryReport> deliverMaster(const Channels& source, double fs, std::span<const double> weights,
+                                       const DeliveryRequest& request, const ProgressFn& progress) {
+    return deliverMaster(HeldProgramme(source, fs), weights, request, progress);
 }
 
 }  // namespace velmora

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "audio/LoudnessError.h"
+#include "audio/ProgrammeStream.h"
 #include "mastering/MasterParams.h"
 #include "measurement/LoudnessEngine.h"
 #include "output/MasterWriter.h"
@@ -63,9 +64,15 @@ struct DeliveryReport {
 std::string targetMissedText(double lufs);
 std::string targetMissedTextEnglish(double lufs);
 
-// Allocates the rendered copy and the limited copy of the programme (the source stays as it
-// is). Fails with tooQuiet when nothing can be measured, or with the writer's errors; a failure
-// leaves the destination as it was.
+// Reads the source once per pass: with every stage of the chain off, the master streams from the
+// source (measured first unless the request says its loudness and peak) through the limiter
+// into the file, so memory does not grow with its length; with the chain on, the programme is
+// loaded and rendered in place, one copy. Fails with tooQuiet when nothing can be measured,
+// with the source's read errors, or with the writer's errors; a failure leaves the destination
+// as it was.
+Expected<DeliveryReport> deliverMaster(const Programme& source, std::span<const double> weights,
+                                       const DeliveryRequest& request, const ProgressFn& progress = {});
+// The same from samples in memory.
 Expected<DeliveryReport> deliverMaster(const Channels& source, double sampleRate, std::span<const double> weights,
                                        const DeliveryRequest& request, const ProgressFn& progress = {});
 

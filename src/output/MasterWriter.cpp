@@ -126,18 +126,20 @@ std::optional<LoudnessError> writeConverted(SampleSource& source, const std::vec
         started = std::min(chunkFrames, frames - position);
         if (started > 0) {
             const float* const* block = source.block(position, started);
+            if (!block) return false;
             for (std::size_t c = 0; c < count; ++c) chunk[c] = block[order[c]];
         }
         position += started;
         converter.start(chunk.data(), started);  // 0 frames once the input is spent: drain
+        return true;
     };
-    startNext();
+    if (!startNext()) return source.readError();
     for (;;) {
         const std::optional<std::size_t> made = converter.finish();
         if (!made) return rateConversion;
         const bool done = started == 0 && *made == 0;
         const float* const* out = converter.output();
-        if (!done) startNext();
+        if (!done && !startNext()) return source.readError();
         // The converters' tail may round the length either way; the file gets the exact one.
         const std::size_t n = std::min(*made, outputFrames - emitted);
         if (n > 0 && !sink.push(out, n)) return cannotWrite;
@@ -270,6 +272,10 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
             for (std::size_t at = 0; at < frames && !failure; at += SampleSource::maxBlockFrames) {
                 const std::size_t n = std::min(SampleSource::maxBlockFrames, frames - at);
                 const float* const* block = source.block(at, n);
+                if (!block) {
+                    failure = source.readError();
+                    break;
+                }
                 for (std::size_t c = 0; c < count; ++c) input[c] = block[plan.order[c]];
                 if (!sink.push(input.data(), n)) failure = cannotWrite;
             }

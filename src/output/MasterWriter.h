@@ -70,8 +70,11 @@ public:
     virtual std::size_t channelCount() const = 0;
     virtual std::size_t frameCount() const = 0;
     // Frames [begin, begin + n) of every channel, in buffer order, n at most `maxBlockFrames`;
-    // valid until the next call. Asked for in increasing order.
+    // valid until the next call. Asked for in increasing order, each block following the last.
+    // Null when the samples could not be had (a source decoded again that fails): the write
+    // then fails with readError().
     virtual const float* const* block(std::size_t begin, std::size_t n) = 0;
+    virtual LoudnessError readError() const { return {LoudnessError::Code::cannotRead}; }
     static constexpr std::size_t maxBlockFrames = 65536;
 };
 

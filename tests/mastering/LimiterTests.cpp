@@ -107,20 +107,27 @@ TEST(PlannedReduction, IsHowFarTheMeasuredTruePeakOfTheScaledBufferStandsOverThe
     EXPECT_GT(plannedLimiterReduction(quiet, fs48, samplesUnderAim, -1.0), 1.5);
 }
 
-TEST(Limiter, BlockByBlockOutputIsTheLimitedBufferExactly) {
-    const Channels x = hardMaterial(2, fs48, 150000);
-    const Channels whole = limitToCeiling(x, fs48, fromDB(12.0), -1.0, 0.4);
-    for (double trimDB : {0.0, 0.3}) {
-        LimitedProgramme blocks(x, fs48, fromDB(12.0), -1.0, 0.4, trimDB);
-        ASSERT_EQ(blocks.frameCount(), x[0].size());
-        const float trim = float(fromDB(-trimDB));
-        // Uneven block sizes, as a writer asks for them.
-        for (std::size_t begin = 0, n = 1000; begin < blocks.frameCount(); begin += n, n = n * 3 % 65536 + 7) {
-            n = std::min(n, blocks.frameCount() - begin);
-            const float* const* got = blocks.block(begin, n);
-            for (std::size_t c = 0; c < 2; ++c)
-                for (std::size_t i = 0; i < n; ++i)
-                    ASSERT_EQ(got[c][i], trimDB == 0.0 ? whole[c][begin + i] : whole[c][begin + i] * trim) << begin + i;
+TEST(Limiter, StreamedOutputDoesNotDependOnTheBlocksItArrivesIn) {
+    for (double fs : {8000.0, 44100.0, 96000.0}) {
+        const Channels x = hardMaterial(2, fs, 150000);
+        const Channels whole = limitToCeiling(x, fs, fromDB(12.0), -1.0, 0.4);
+        for (double trimDB : {0.0, 0.3}) {
+            StreamingLimiter limiter(2, fs, fromDB(12.0), -1.0, 0.4, trimDB);
+            const float trim = float(fromDB(-trimDB));
+            std::vector<float> out[2] = {std::vector<float>(65536), std::vector<float>(65536)};
+            float* outs[2] = {out[0].data(), out[1].data()};
+            // Blocks from one frame, shorter than the look-ahead, to the largest, as a decoder
+            // and a writer cut them.
+            const std::size_t frames = x[0].size();
+            for (std::size_t begin = 0, n = 1; begin < frames; begin += n, n = n * 3 % 65536 + 7) {
+                n = std::min(n, frames - begin);
+                const float* ins[2] = {x[0].data() + begin, x[1].data() + begin};
+                limiter.process(ins, outs, n);
+                for (std::size_t c = 0; c < 2; ++c)
+                    for (std::size_t i = 0; i < n; ++i)
+                        ASSERT_EQ(out[c][i], trimDB == 0.0 ? whole[c][begin + i] : whole[c][begin + i] * trim)
+                            << fs << " Hz, frame " << begin + i;
+            }
         }
     }
 }
