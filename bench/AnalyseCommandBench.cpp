@@ -7,22 +7,17 @@
 #include <fstream>
 #include <string>
 
+#include "ChildRun.h"
 #include "Programme.h"
 
 namespace {
 
 std::string quoted(const std::string& s) { return "'" + s + "'"; }
 
-void warmCache(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::vector<char> buf(1 << 20);
-    while (in.read(buf.data(), std::streamsize(buf.size()))) {
-    }
-}
 
 void timeCommand(benchmark::State& state, const std::string& command) {
     const auto& wav = velmora::bench::programmeWav24();
-    warmCache(wav);
+    velmora::bench::warmCache(wav);
     for (auto _ : state) {
         const auto t0 = std::chrono::steady_clock::now();
         const int rc = std::system(command.c_str());

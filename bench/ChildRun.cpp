@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
+#include <vector>
 
 extern char** environ;
 
@@ -43,6 +45,25 @@ std::filesystem::path scratchFolder(const char* name) {
     std::filesystem::remove_all(dir);
     std::filesystem::create_directories(dir);
     return dir;
+}
+
+void warmCache(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::vector<char> buf(1 << 20);
+    while (in.read(buf.data(), std::streamsize(buf.size()))) {
+    }
+}
+
+std::filesystem::path fullChainParams(const std::filesystem::path& dir) {
+    const auto path = dir / "full-chain.json";
+    std::ofstream(path) << R"({"eqOn":true,"hpfOn":true,"hpfFreq":40,"lsGain":1.5,"lsFreq":120,)"
+                           R"("b1Freq":400,"b1Gain":-1.5,"b1Q":1.0,"b2Freq":3000,"b2Gain":1.0,"b2Q":1.0,)"
+                           R"("hsGain":2.0,"hsFreq":8000,"compOn":true,"compThreshold":-24,"compRatio":2.5,)"
+                           R"("compAttack":10,"compRelease":200,"compMakeup":2,"lraOn":true,"lraTarget":8,)"
+                           R"("msOn":true,"midGain":0.5,"sideGain":-1.0,"teqOn":true,"tLsGain":1.0,"tLsFreq":100,)"
+                           R"("tMidGain":-0.5,"tMidFreq":1000,"tMidQ":0.7,"tHsGain":1.5,"tHsFreq":10000,)"
+                           R"("autoProtectComp":true,"autoProtectThresholdDB":1.5,"lraIterative":true})";
+    return path;
 }
 
 }  // namespace velmora::bench

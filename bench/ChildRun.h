@@ -19,4 +19,11 @@ ChildRun runChild(const std::vector<std::string>& args, const std::string& errPa
 // A fresh, empty folder of that name in the temp folder.
 std::filesystem::path scratchFolder(const char* name);
 
+// Reads the file once, so a timed run starts with it in the page cache.
+void warmCache(const std::filesystem::path& file);
+
+// A chain with every stage on, at settings an engineer might leave on a whole programme, as a
+// `--params` file in `dir`.
+std::filesystem::path fullChainParams(const std::filesystem::path& dir);
+
 }  // namespace velmora::bench

@@ -1,5 +1,6 @@
-// What a broadcaster's night asks of memory: a two-hour 5.1 programme conformed, and a batch
-// whose peak memory must be that of one file, not of all of them. Each run is a child
+// What a broadcaster's night asks of memory: a two-hour 5.1 programme conformed, a three-hour
+// 7.1 programme through every stage of the chain, and a batch whose peak memory must be that
+// of one file, not of all of them. Each run is a child
 // `velmora-cli`; wall time and peak resident memory come from wait4.
 #include <benchmark/benchmark.h>
 
@@ -15,11 +16,15 @@ namespace fs = std::filesystem;
 using velmora::bench::ChildRun;
 using velmora::bench::runChild;
 using velmora::bench::scratchFolder;
+using velmora::bench::fullChainParams;
 
 // Pink noise, one seed per file, written by ffmpeg: realistic enough for memory and speed, and
 // it costs no memory in this process.
-bool pinkNoiseWav(const fs::path& file, double seconds, int channels, int seed) {
-    const std::string source = "anoisesrc=d=" + std::to_string(seconds) + ":c=pink:r=48000:a=0.2:s=" + std::to_string(seed);
+// `swell` makes the level rise and fall by several dB over minutes, so the loudness-range
+// stage has work to do.
+bool pinkNoiseWav(const fs::path& file, double seconds, int channels, int seed, bool swell = false) {
+    std::string source = "anoisesrc=d=" + std::to_string(seconds) + ":c=pink:r=48000:a=0.2:s=" + std::to_string(seed);
+    if (swell) source += ",volume='0.55+0.45*sin(2*PI*t/97)':eval=frame";
     std::vector<std::string> args{"ffmpeg", "-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i", source};
     if (channels == 6) {
         args.insert(args.end(), {"-filter_complex",
@@ -51,6 +56,31 @@ void BM_VelmoraFilmConform(benchmark::State& state) {
     }
     state.counters["peak_rss_GB"] = run.peakRssBytes / 1e9;
     state.counters["x_realtime"] = benchmark::Counter(7200.0 * double(state.iterations()), benchmark::Counter::kIsRate);
+    fs::remove_all(dir);
+}
+
+// Every stage needs the whole programme: it is held once, in place, whatever the stages.
+void BM_VelmoraEpicMasterChain(benchmark::State& state) {
+    const auto dir = scratchFolder("velmora-bench-epic");
+    if (!pinkNoiseWav(dir / "epic.wav", 10800.0, 8, 2, true)) {
+        state.SkipWithError("could not generate the three-hour 7.1 programme");
+        return;
+    }
+    ChildRun run;
+    for (auto _ : state) {
+        run = runChild({VELMORA_CLI_PATH, "master", (dir / "epic.wav").string(), "-o", (dir / "out").string() + "/",
+                        "--mode", "master", "--norm", "0", "--params", fullChainParams(dir).string()},
+                       (dir / "stderr.txt").string());
+        if (run.status != 0) {
+            state.SkipWithError("velmora-cli master failed");
+            break;
+        }
+        state.SetIterationTime(run.seconds);
+        fs::remove_all(dir / "out");
+    }
+    state.counters["peak_rss_GB"] = run.peakRssBytes / 1e9;
+    state.counters["decoded_GB"] = 10800.0 * 48000 * 8 * 4 / 1e9;
+    state.counters["x_realtime"] = benchmark::Counter(10800.0 * double(state.iterations()), benchmark::Counter::kIsRate);
     fs::remove_all(dir);
 }
 
@@ -92,4 +122,5 @@ void BM_VelmoraBatchMemory(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_VelmoraFilmConform)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
+BENCHMARK(BM_VelmoraEpicMasterChain)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_VelmoraBatchMemory)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();

@@ -19,6 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 using velmora::bench::runChild;
 using velmora::bench::scratchFolder;
+using velmora::bench::fullChainParams;
+using velmora::bench::warmCache;
 
 // The text value of "key" in the peer's flat JSON printout ("input_i" : "-27.61"); empty if absent.
 std::string jsonText(const std::string& json, const std::string& key) {
@@ -30,12 +32,6 @@ std::string jsonText(const std::string& json, const std::string& key) {
     return close == std::string::npos ? std::string() : json.substr(open + 1, close - open - 1);
 }
 
-void warmCache(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::vector<char> buf(1 << 20);
-    while (in.read(buf.data(), std::streamsize(buf.size()))) {
-    }
-}
 
 constexpr std::int64_t kFrames = 3600LL * 48000;
 constexpr double kProgrammeSeconds = 3600.0;
@@ -43,18 +39,6 @@ constexpr double kProgrammeSeconds = 3600.0;
 constexpr double kDecodedBytes = double(kFrames) * 2 * sizeof(float);
 
 
-// Every stage on, at settings an engineer might leave on a whole programme.
-fs::path fullChainParams(const fs::path& dir) {
-    const auto path = dir / "full-chain.json";
-    std::ofstream(path) << R"({"eqOn":true,"hpfOn":true,"hpfFreq":40,"lsGain":1.5,"lsFreq":120,)"
-                           R"("b1Freq":400,"b1Gain":-1.5,"b1Q":1.0,"b2Freq":3000,"b2Gain":1.0,"b2Q":1.0,)"
-                           R"("hsGain":2.0,"hsFreq":8000,"compOn":true,"compThreshold":-24,"compRatio":2.5,)"
-                           R"("compAttack":10,"compRelease":200,"compMakeup":2,"lraOn":true,"lraTarget":8,)"
-                           R"("msOn":true,"midGain":0.5,"sideGain":-1.0,"teqOn":true,"tLsGain":1.0,"tLsFreq":100,)"
-                           R"("tMidGain":-0.5,"tMidFreq":1000,"tMidQ":0.7,"tHsGain":1.5,"tHsFreq":10000,)"
-                           R"("autoProtectComp":true,"autoProtectThresholdDB":1.5,"lraIterative":true})";
-    return path;
-}
 
 void timeMaster(benchmark::State& state, std::vector<std::string> extra) {
     const auto& wav = velmora::bench::programmeWav24();

@@ -133,12 +133,6 @@ std::size_t limiterDelayFrames(double fs) {
     return std::max(lookAhead, limiterAttackFrames(fs) - 1 + holdReach + LimiterDetector::lookAhead);
 }
 
-// The loudest reading is the measurement's own true peak: the same interpolation, one pass per
-// channel in parallel, and no per-frame readings kept.
-double limiterDetectorPeak(const Channels& channels) {
-    return std::pow(10.0, LoudnessEngine::measureTruePeak(channels) / 20.0);
-}
-
 double plannedLimiterReduction(double truePeakDB, double gainLin, double ceilingDB) {
     return std::max(0.0, truePeakDB + 20.0 * std::log10(gainLin) - (ceilingDB - limiterMarginDB));
 }

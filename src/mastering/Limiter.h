@@ -28,10 +28,6 @@ std::size_t limiterAttackFrames(double fs);
 // interpolator's reach (11 frames) when that is longer, as it is below 22 kHz.
 std::size_t limiterDelayFrames(double fs);
 
-// The detector's loudest reading of the buffer as it is (linear): the largest |sample| or 4×
-// interpolated value over every channel. Allocates scratch and the worker threads.
-double limiterDetectorPeak(const Channels& channels);
-
 // Deepest gain reduction (dB, ≥ 0) the limiter applies to the buffer scaled by gainLin under
 // ceilingDB (dBTP): the attack reaches every frame's full need, so this is how far the loudest
 // true peak of the scaled buffer stands over the limiter's aim. 0 for an empty buffer.

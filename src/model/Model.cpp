@@ -9,8 +9,24 @@
 #include "audio/AudioFileReader.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Presets.h"
+#include <unistd.h>
 
 namespace velmora {
+
+namespace {
+
+// The selected file's samples stay in memory for listening and for the jobs on it, up to this
+// much: a feature film is read again from its file when needed rather than held for as long
+// as it stays selected.
+bool worthHolding(const Channels& channels) {
+    const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
+    const double physical = pages > 0 && pageSize > 0 ? double(pages) * double(pageSize) : 0.0;
+    const double budget = std::min(2.0 * (1u << 30), physical / 8.0);
+    const double bytes = channels.empty() ? 0.0 : double(channels.size()) * double(channels.front().size()) * sizeof(float);
+    return bytes <= budget;
+}
+
+}  // namespace
 
 Model::Model(std::unique_ptr<QSettings> store, Choosers* choosers, QObject* parent)
     : QObject(parent), store_(std::move(store)), choosers_(choosers),
@@ -228,7 +244,8 @@ void Model::analyzeNext() {
                 i.originalMeasure = a->result;
                 i.channelTotal = a->audio.channels.size();
                 i.frameTotal = a->frameCount;
-                if (selectedID_ == id) i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
+                if (selectedID_ == id && worthHolding(a->audio.channels))
+                    i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
                 i.measuredWeights = a->weights;
                 i.shortTermCurve = std::move(a->shortTermCurve);
