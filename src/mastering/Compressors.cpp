@@ -14,13 +14,6 @@ namespace {
 // Time constant in ms.
 double onePole(double fs, double ms) { return std::exp(-1.0 / (fs * ms / 1000.0)); }
 
-struct Settings {
-    double attack, release;  // one-pole coefficients
-    double thresholdDB;
-    double slope;            // 1 − 1/ratio: dB of reduction per dB over the threshold
-    double makeup;           // linear
-};
-
 // b holds ln(peak) on entry (the vectorised log) and the detector level in dB on return.
 // Sequential by nature, so kept apart from the vectorised passes around it; `top` lets the
 // caller report the largest reduction without another pass.
@@ -39,12 +32,12 @@ double detect(double* b, std::size_t n, double e, double aA, double aR, double& 
 
 // Both compressors: the dB detector starts at −120 dB, the floor of 1e-9 keeps silence at
 // −180 dB. Returns the largest reduction in dB.
-double compress(Channels& channels, const Settings& s) {
+double compress(Channels& channels, const CompressorSettings& s) {
     const std::size_t n = linked::frameCount(channels);
     if (n == 0) return 0.0;
     const auto gain = linked::newCurve(n);
     std::vector<double> buf(linked::chunkFrames);
-    double env = -120.0, loudest = -120.0;
+    double env = detectorRestDB, loudest = detectorRestDB;
     for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
         const std::size_t len = std::min(linked::chunkFrames, n - begin);
         double* b = buf.data();
@@ -68,17 +61,20 @@ double compress(Channels& channels, const Settings& s) {
 
 }  // namespace
 
+CompressorSettings busCompressorSettings(const MasterParams& p, double fs) {
+    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms.
+    return {onePole(fs, std::max(p.compAttack, 0.05)), onePole(fs, std::max(p.compRelease, 1.0)), p.compThreshold,
+            1.0 - 1.0 / p.compRatio, std::pow(10.0, p.compMakeup / 20.0)};
+}
+
 double busCompress(Channels& channels, double fs, const MasterParams& p) {
     if (!p.compOn) return 0.0;
-    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms.
-    const Settings s{onePole(fs, std::max(p.compAttack, 0.05)), onePole(fs, std::max(p.compRelease, 1.0)),
-                     p.compThreshold, 1.0 - 1.0 / p.compRatio, std::pow(10.0, p.compMakeup / 20.0)};
-    return compress(channels, s);
+    return compress(channels, busCompressorSettings(p, fs));
 }
 
 void protectCompress(Channels& channels, double fs) {
     // Slow enough to leave transients to the limiter, gentle enough to be inaudible as such.
-    const Settings s{onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0};
+    const CompressorSettings s{onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0};
     compress(channels, s);
 }
 
