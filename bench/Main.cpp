@@ -16,6 +16,8 @@ public:
             if (r.error_occurred || r.run_type != Run::RT_Iteration) continue;
             auto it = r.counters.find("items_per_second");
             if (it != r.counters.end()) throughput_[r.benchmark_name()] = it->second.value;
+            auto share = r.counters.find("core_percent");
+            if (share != r.counters.end()) corePercent_[r.benchmark_name()] = {r.GetAdjustedRealTime(), share->second.value};
             seconds_[r.benchmark_name()] = r.GetAdjustedRealTime();  // in the run's time unit
         }
     }
@@ -27,6 +29,9 @@ public:
               "velmora-cli analyse vs peer loudness filter (target >= 5x)");
         ratio("BM_VelmoraMasterConform/iterations:2/manual_time", "BM_PeerLoudnormTwoPass/iterations:1/manual_time",
               "velmora-cli master --mode conform vs peer two-pass (target >= 6x)");
+        for (const auto& [name, figures] : corePercent_)
+            std::printf("%s: %.2f us per 64-frame block at 48 kHz = %.3f%% of one core (target <= 2%%)\n", name.c_str(),
+                        figures.first / 1000.0, figures.second);
         auto batch = seconds_.find("BM_BatchWithReports/iterations:3/manual_time");
         auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:3/manual_time");
         if (batch != seconds_.end() && bare != seconds_.end())
@@ -44,6 +49,7 @@ private:
     }
     std::map<std::string, double> throughput_;
     std::map<std::string, double> seconds_;
+    std::map<std::string, std::pair<double, double>> corePercent_;  // time per block (ns), share of one core
 };
 
 }  // namespace

@@ -14,13 +14,6 @@ namespace {
 // Time constant in ms.
 double onePole(double fs, double ms) { return std::exp(-1.0 / (fs * ms / 1000.0)); }
 
-struct Settings {
-    double attack, release;  // one-pole coefficients
-    double thresholdDB;
-    double slope;            // 1 − 1/ratio: dB of reduction per dB over the threshold
-    double makeup;           // linear
-};
-
 // b holds ln(peak) on entry (the vectorised log) and the detector level in dB on return.
 // Sequential by nature, so kept apart from the vectorised passes around it; `top` lets the
 // caller report the largest reduction without another pass.
@@ -39,7 +32,7 @@ double detect(double* b, std::size_t n, double e, double aA, double aR, double& 
 
 // The linked gain of `len` frames from each pointer into b, make-up excluded. The dB detector
 // carries `env` from chunk to chunk; the floor of 1e-9 keeps silence at −180 dB.
-void chunkGains(std::span<const float* const> channels, std::size_t len, const Settings& s, double& env,
+void chunkGains(std::span<const float* const> channels, std::size_t len, const CompressorSettings& s, double& env,
                 double& loudest, double* b) noexcept {
     linked::framePeaks(channels, len, 1e-9, b);
     vmath::log(b, b, len);
@@ -53,13 +46,13 @@ void chunkGains(std::span<const float* const> channels, std::size_t len, const S
 }
 
 // Both compressors: the detector starts at −120 dB. Returns the largest reduction in dB.
-double compress(Channels& channels, const Settings& s) {
+double compress(Channels& channels, const CompressorSettings& s) {
     const std::size_t n = linked::frameCount(channels);
     if (n == 0) return 0.0;
     const auto gain = linked::newCurve(n);
     std::vector<double> buf(linked::chunkFrames);
     std::vector<const float*> at(channels.size());
-    double env = -120.0, loudest = -120.0;
+    double env = detectorRestDB, loudest = detectorRestDB;
     for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
         const std::size_t len = std::min(linked::chunkFrames, n - begin);
         for (std::size_t c = 0; c < channels.size(); ++c) at[c] = channels[c].data() + begin;
@@ -75,24 +68,27 @@ double compress(Channels& channels, const Settings& s) {
 }
 
 // Slow enough to leave transients to the limiter, gentle enough to be inaudible as such.
-Settings protection(double fs) { return {onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0}; }
+CompressorSettings protection(double fs) { return {onePole(fs, 50.0), onePole(fs, 400.0), -12.0, 0.5, 1.0}; }
 
 }  // namespace
 
+CompressorSettings busCompressorSettings(const MasterParams& p, double fs) {
+    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms.
+    return {onePole(fs, std::max(p.compAttack, 0.05)), onePole(fs, std::max(p.compRelease, 1.0)), p.compThreshold,
+            1.0 - 1.0 / p.compRatio, std::pow(10.0, p.compMakeup / 20.0)};
+}
+
 double busCompress(Channels& channels, double fs, const MasterParams& p) {
     if (!p.compOn) return 0.0;
-    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms.
-    const Settings s{onePole(fs, std::max(p.compAttack, 0.05)), onePole(fs, std::max(p.compRelease, 1.0)),
-                     p.compThreshold, 1.0 - 1.0 / p.compRatio, std::pow(10.0, p.compMakeup / 20.0)};
-    return compress(channels, s);
+    return compress(channels, busCompressorSettings(p, fs));
 }
 
 void protectCompress(Channels& channels, double fs) { compress(channels, protection(fs)); }
 
 struct StreamingProtection::State {
-    State(Settings s, std::size_t channels) : settings(s), at(channels) {}
-    Settings settings;
-    double env = -120.0, loudest = -120.0;
+    State(CompressorSettings s, std::size_t channels) : settings(s), at(channels) {}
+    CompressorSettings settings;
+    double env = detectorRestDB, loudest = detectorRestDB;
     std::vector<double> buf = std::vector<double>(linked::chunkFrames);
     std::vector<const float*> at;
 };

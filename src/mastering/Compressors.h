@@ -8,6 +8,22 @@
 
 namespace velmora {
 
+// One compressor's gain computer: one-pole detector coefficients per frame, the threshold, and
+// the dB of reduction per dB over it (1 − 1/ratio, hard knee).
+struct CompressorSettings {
+    double attack = 0, release = 0;  // one-pole coefficients of the dB detector, per frame
+    double thresholdDB = 0;
+    double slope = 0;
+    double makeup = 1;  // linear
+};
+
+// Where a compressor's dB detector starts, and where a seek puts the live one back.
+inline constexpr double detectorRestDB = -120.0;
+
+// The bus compressor's settings at `fs` Hz from compThreshold, compRatio, compAttack, compRelease
+// and compMakeup (compOn aside): what the offline chain and the live chain both run.
+CompressorSettings busCompressorSettings(const MasterParams& params, double fs);
+
 // The chain's bus compressor (compThreshold dBFS, compRatio n:1, compAttack and compRelease
 // ms, compMakeup dB), in place. Returns the largest gain reduction applied in dB (positive),
 // 0 when compOn is false, in which case the buffer is untouched. Allocates one float per frame

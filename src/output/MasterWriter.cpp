@@ -9,9 +9,9 @@
 #include <memory>
 #include <sndfile.h>
 
+#include "mastering/RateConverter.h"
 #include "output/BlockEncoder.h"
 #include "output/PendingFile.h"
-#include "output/RateConverter.h"
 
 namespace velmora {
 
@@ -117,45 +117,25 @@ struct RawWriter {
 // source's channels.
 std::optional<LoudnessError> writeConverted(SampleSource& source, const std::vector<std::size_t>& order, double inputRate,
                                             double outputRate, std::size_t outputFrames, BlockEncoder& sink) {
-    const std::size_t count = order.size(), frames = source.frameCount();
+    const std::size_t count = order.size();
     RateConverter converter(count, inputRate, outputRate, chunkFrames);
-    if (!converter.valid()) return rateConversion;
     std::vector<const float*> chunk(count);
-    std::size_t position = 0, emitted = 0, started = 0;
-    auto startNext = [&] {
-        started = std::min(chunkFrames, frames - position);
-        if (started > 0) {
-            const float* const* block = source.block(position, started);
-            if (!block) return false;
+    const RateConverter::Outcome outcome = converter.run(
+        source.frameCount(), outputFrames,
+        [&](std::size_t begin, std::size_t n) {
+            const float* const* block = source.block(begin, n);
+            if (!block) return static_cast<const float* const*>(nullptr);
             for (std::size_t c = 0; c < count; ++c) chunk[c] = block[order[c]];
-        }
-        position += started;
-        converter.start(chunk.data(), started);  // 0 frames once the input is spent: drain
-        return true;
-    };
-    if (!startNext()) return source.readError();
-    for (;;) {
-        const std::optional<std::size_t> made = converter.finish();
-        if (!made) return rateConversion;
-        const bool done = started == 0 && *made == 0;
-        const float* const* out = converter.output();
-        if (!done && !startNext()) return source.readError();
-        // The converters' tail may round the length either way; the file gets the exact one.
-        const std::size_t n = std::min(*made, outputFrames - emitted);
-        if (n > 0 && !sink.push(out, n)) return cannotWrite;
-        emitted += n;
-        if (done) break;
+            return static_cast<const float* const*>(chunk.data());
+        },
+        [&](const float* const* channels, std::size_t n) { return sink.push(channels, n); });
+    switch (outcome) {
+    case RateConverter::Outcome::done: return std::nullopt;
+    case RateConverter::Outcome::conversionFailed: return rateConversion;
+    case RateConverter::Outcome::outputRefused: return cannotWrite;
+    case RateConverter::Outcome::inputFailed: return source.readError();
     }
-    if (emitted < outputFrames) {
-        const std::vector<float> silence(BlockEncoder::blockFrames, 0.0f);
-        const std::vector<const float*> zeros(count, silence.data());
-        while (emitted < outputFrames) {
-            const std::size_t n = std::min(BlockEncoder::blockFrames, outputFrames - emitted);
-            if (!sink.push(zeros.data(), n)) return cannotWrite;
-            emitted += n;
-        }
-    }
-    return std::nullopt;
+    return rateConversion;
 }
 
 bool sameFile(const std::string& a, const std::string& b) {
@@ -226,8 +206,7 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
 
     const bool convert = std::fabs(targetRate - sampleRate) >= 0.5;
     const double fileRate = std::round(convert ? targetRate : sampleRate);
-    const std::size_t outputFrames =
-        convert ? std::size_t(std::llround(double(frames) * targetRate / sampleRate)) : frames;
+    const std::size_t outputFrames = convert ? RateConverter::outputLength(frames, sampleRate, targetRate) : frames;
     const FileFormat format = request.format.value_or(formatForPath(request.destination));
     const ChannelPlan plan = planChannels(count, request.layout ? request.layout : defaultLayout(count), format);
     const std::uint64_t dataBytes = std::uint64_t(outputFrames) * count * std::uint64_t(bits(request.depth) / 8);

@@ -44,6 +44,14 @@ inline std::vector<float> steps(const std::vector<std::pair<double, std::size_t>
     return out;
 }
 
+// amplitude · sin(2π · freq · i / fs).
+inline std::vector<float> sine(std::size_t frames, double freq, double amplitude, double fs = fs48) {
+    std::vector<float> out(frames);
+    for (std::size_t i = 0; i < frames; ++i)
+        out[i] = float(amplitude * std::sin(2 * std::numbers::pi * freq * double(i) / fs));
+    return out;
+}
+
 inline Channels stereoNoise(std::size_t frames, double amplitude) {
     return {noise(frames, amplitude, 21), noise(frames, amplitude, 22)};
 }

@@ -1,4 +1,4 @@
-#include "output/RateConverter.h"
+#include "mastering/RateConverter.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,7 +7,7 @@
 namespace velmora {
 
 RateConverter::RateConverter(std::size_t channels, double inputRate, double outputRate, std::size_t chunkFrames)
-    : produced_(channels, 0), failed_(channels, 0), pool_(WorkerPool::threadsFor(channels)) {
+    : chunkFrames_(chunkFrames), produced_(channels, 0), failed_(channels, 0), pool_(WorkerPool::threadsFor(channels)) {
     // Room for a whole chunk plus what the filters still hold from before, at any ratio.
     const double ratio = outputRate / inputRate;
     capacity_ = std::size_t(std::ceil(double(chunkFrames + 32768) * ratio)) + 64;
@@ -66,6 +66,51 @@ std::optional<std::size_t> RateConverter::finish() {
     if (std::any_of(produced_.begin(), produced_.end(), [&](std::size_t p) { return p != produced_[0]; }))
         return std::nullopt;
     return produced_[0];
+}
+
+std::size_t RateConverter::outputLength(std::size_t frames, double inputRate, double outputRate) {
+    return std::size_t(std::llround(double(frames) * outputRate / inputRate));
+}
+
+RateConverter::Outcome RateConverter::run(
+    std::size_t frames, std::size_t outputFrames,
+    const std::function<const float* const*(std::size_t begin, std::size_t n)>& read,
+    const std::function<bool(const float* const* channels, std::size_t n)>& deliver) {
+    if (!valid_) return Outcome::conversionFailed;
+    std::size_t position = 0, emitted = 0, started = 0;
+    auto startNext = [&] {
+        started = std::min(chunkFrames_, frames - position);
+        const float* const* chunk = started > 0 ? read(position, started) : nullptr;
+        if (started > 0 && !chunk) return false;
+        position += started;
+        start(chunk, started);  // 0 frames once the input is spent: drain
+        return true;
+    };
+    if (!startNext()) return Outcome::inputFailed;
+    for (;;) {
+        const std::optional<std::size_t> made = finish();
+        if (!made) return Outcome::conversionFailed;
+        const bool done = started == 0 && *made == 0;
+        const float* const* out = output();
+        if (!done && !startNext()) return Outcome::inputFailed;
+        const std::size_t n = std::min(*made, outputFrames - emitted);
+        if (n > 0 && !deliver(out, n)) {
+            if (!done) finish();  // the chunk started above must not outlive what read() gave it
+            return Outcome::outputRefused;
+        }
+        emitted += n;
+        if (done) break;
+    }
+    if (emitted < outputFrames) {
+        const std::vector<float> silence(std::min(chunkFrames_, outputFrames - emitted), 0.0f);
+        const std::vector<const float*> zeros(converters_.size(), silence.data());
+        while (emitted < outputFrames) {
+            const std::size_t n = std::min(silence.size(), outputFrames - emitted);
+            if (!deliver(zeros.data(), n)) return Outcome::outputRefused;
+            emitted += n;
+        }
+    }
+    return Outcome::done;
 }
 
 }  // namespace velmora

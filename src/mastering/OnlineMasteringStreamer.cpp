@@ -1,0 +1,232 @@
+#include "mastering/OnlineMasteringStreamer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "mastering/Equalisers.h"
+#include "mastering/RateConverter.h"
+
+#if defined(__SSE__)
+#include <xmmintrin.h>
+#endif
+
+namespace velmora {
+
+namespace {
+
+// Denormals flushed to zero, on input and output, for as long as the object lives: a filter
+// or envelope decaying into the denormal range would otherwise cost a hundred times more per
+// operation, in the one thread that must never be late.
+class DenormalsFlushed {
+public:
+#if defined(__SSE__)
+    DenormalsFlushed() noexcept : saved_(_mm_getcsr()) { _mm_setcsr(saved_ | flushToZero | denormalsAreZero); }
+    ~DenormalsFlushed() { _mm_setcsr(saved_); }
+
+private:
+    static constexpr unsigned flushToZero = 0x8000, denormalsAreZero = 0x0040;  // MXCSR bits
+    unsigned saved_;
+#else
+    DenormalsFlushed() noexcept {}
+#endif
+};
+
+// Left and right side by side: one coefficient set runs both channels in one vector operation.
+typedef double Pair __attribute__((vector_size(16)));
+typedef float FloatPair __attribute__((vector_size(8)));
+
+// N sections over both channels in one pass, continuing from their memories. The sample is
+// narrowed to float between sections, as when each section runs over the block on its own.
+template <int N>
+__attribute__((always_inline)) inline void runSections(const Biquad* sec, kernels::SectionState* sl,
+                                                       kernels::SectionState* sr, float* l, float* r,
+                                                       std::size_t n) noexcept {
+    Pair b0[N], b1[N], b2[N], a1[N], a2[N], z1[N], z2[N];
+    for (int k = 0; k < N; ++k) {
+        b0[k] = Pair{sec[k].b0, sec[k].b0}, b1[k] = Pair{sec[k].b1, sec[k].b1}, b2[k] = Pair{sec[k].b2, sec[k].b2};
+        a1[k] = Pair{sec[k].a1, sec[k].a1}, a2[k] = Pair{sec[k].a2, sec[k].a2};
+        z1[k] = Pair{sl[k].s1, sr[k].s1}, z2[k] = Pair{sl[k].s2, sr[k].s2};
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+        Pair v = {l[i], r[i]};
+        for (int k = 0; k < N; ++k) {
+            const Pair y = z1[k] + b0[k] * v;
+            z1[k] = z2[k] + b1[k] * v - a1[k] * y;
+            z2[k] = b2[k] * v - a2[k] * y;
+            v = __builtin_convertvector(__builtin_convertvector(y, FloatPair), Pair);
+        }
+        l[i] = float(v[0]);
+        r[i] = float(v[1]);
+    }
+    for (int k = 0; k < N; ++k) {
+        // A non-finite sample would silence every later block; start that section from rest.
+        const bool finite = std::isfinite(z1[k][0] + z2[k][0] + z1[k][1] + z2[k][1]);
+        sl[k] = finite ? kernels::SectionState{z1[k][0], z2[k][0]} : kernels::SectionState{};
+        sr[k] = finite ? kernels::SectionState{z1[k][1], z2[k][1]} : kernels::SectionState{};
+    }
+}
+
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+void runCascade(const Biquad* sec, std::size_t count, kernels::SectionState* sl, kernels::SectionState* sr, float* l,
+                float* r, std::size_t n) noexcept {
+    switch (count) {
+        case 0: break;
+        case 1: runSections<1>(sec, sl, sr, l, r, n); break;
+        case 2: runSections<2>(sec, sl, sr, l, r, n); break;
+        case 3: runSections<3>(sec, sl, sr, l, r, n); break;
+        case 4: runSections<4>(sec, sl, sr, l, r, n); break;
+        case 5: runSections<5>(sec, sl, sr, l, r, n); break;
+        case 6: runSections<6>(sec, sl, sr, l, r, n); break;
+        case 7: runSections<7>(sec, sl, sr, l, r, n); break;
+        default: runSections<8>(sec, sl, sr, l, r, n); break;
+    }
+}
+
+// The bus compressor, stereo-linked on the louder channel's sample peak, in the dB domain,
+// in place; returns the envelope to carry into the next block (at rest again if a non-finite
+// sample made it non-finite).
+__attribute__((target_clones("arch=x86-64-v3", "default")))
+double compress(const CompressorSettings& s, double env, float* l, float* r, std::size_t n) noexcept {
+    for (std::size_t i = 0; i < n; ++i) {
+        const double level = 20.0 * std::log10(std::max(double(std::max(std::fabs(l[i]), std::fabs(r[i]))), 1e-9));
+        env = level + (env - level) * (env < level ? s.attack : s.release);
+        const double over = env - s.thresholdDB;
+        const double gain = s.makeup * (over > 0 ? std::pow(10.0, -s.slope * over / 20.0) : 1.0);
+        l[i] = float(l[i] * gain);
+        r[i] = float(r[i] * gain);
+    }
+    return std::isfinite(env) ? env : detectorRestDB;
+}
+
+// The file's channels to a stereo pair, in float as they are stored: ch3 (LFE) and everything
+// after ch5 are left out.
+void foldToStereo(const Channels& ch, std::vector<float>& left, std::vector<float>& right) {
+    const std::size_t c = ch.size();
+    if (c <= 2) {  // mono on both sides
+        left = c ? ch[0] : std::vector<float>{};
+        right = c ? ch[c - 1] : std::vector<float>{};
+        return;
+    }
+    const std::size_t n = ch[0].size();
+    left.resize(n);
+    right.resize(n);
+    constexpr float k = 0.707f;
+    for (std::size_t i = 0; i < n; ++i) {
+        left[i] = ch[0][i] + k * ch[2][i];
+        right[i] = ch[1][i] + k * ch[2][i];
+    }
+    if (c >= 5)
+        for (std::size_t i = 0; i < n; ++i) left[i] += k * ch[4][i];
+    if (c >= 6)
+        for (std::size_t i = 0; i < n; ++i) right[i] += k * ch[5][i];
+}
+
+// The pair converted once from `from` to `to` Hz, in place; false, and the pair emptied, when
+// it cannot be.
+bool convertPair(std::vector<float>& left, std::vector<float>& right, double from, double to) {
+    const bool rates = from >= 1.0 && to >= 1.0 && std::isfinite(from) && std::isfinite(to);
+    const std::size_t frames = rates ? RateConverter::outputLength(left.size(), from, to) : 0;
+    std::vector<float> outL(frames), outR(frames);
+    bool converted = false;
+    if (rates) {
+        RateConverter converter(2, from, to, std::size_t(1) << 16);
+        const float* in[2];
+        std::size_t made = 0;
+        const auto outcome = converter.run(
+            left.size(), frames,
+            [&](std::size_t begin, std::size_t) {
+                in[0] = left.data() + begin, in[1] = right.data() + begin;
+                return static_cast<const float* const*>(in);
+            },
+            [&](const float* const* out, std::size_t n) {
+                std::copy_n(out[0], n, outL.data() + made);
+                std::copy_n(out[1], n, outR.data() + made);
+                made += n;
+                return true;
+            });
+        converted = outcome == RateConverter::Outcome::done;
+    }
+    if (!converted) outL.clear(), outR.clear();
+    left = std::move(outL);
+    right = std::move(outR);
+    return converted;
+}
+
+}  // namespace
+
+std::optional<LoudnessError> OnlineMasteringStreamer::init(const Channels& channels, double fileRate,
+                                                           double renderRate) {
+    renderRate_ = renderRate;
+    foldToStereo(channels, sourceL_, sourceR_);
+    std::optional<LoudnessError> failure;
+    if (renderRate != fileRate && !sourceL_.empty() && !convertPair(sourceL_, sourceR_, fileRate, renderRate))
+        failure = LoudnessError{LoudnessError::Code::rateConversion};
+    totalFrames_ = std::int64_t(sourceL_.size());
+    stateL_ = stateR_ = {};
+    envDB_ = detectorRestDB;
+    playhead_.store(0);
+    pendingSeek_.store(-1);
+    coefs_.reset(Coefs{});
+    meter_.store(nullptr);
+    return failure;
+}
+
+void OnlineMasteringStreamer::update(const MasterParams& params, double preGainDB) {
+    const LiveCascade cascade = buildLiveCascade(params, renderRate_);
+    Coefs& c = coefs_.back();
+    c.enabled = params.eqOn;
+    c.filterCount = std::min(cascade.sections.size(), maxFilters);
+    std::copy_n(cascade.sections.begin(), c.filterCount, c.filters.begin());
+    c.numPreCompFilters = std::min(cascade.preCompressor, c.filterCount);
+    c.preGainLin = float(std::pow(10.0, preGainDB / 20.0));
+    c.compOn = params.compOn;
+    c.comp = busCompressorSettings(params, renderRate_);
+    coefs_.publish();
+}
+
+void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* right) noexcept {
+    const DenormalsFlushed flushed;
+    const Coefs& coefs = coefs_.read();
+    const std::int64_t seekTo = pendingSeek_.exchange(-1, std::memory_order_acquire);
+    if (seekTo >= 0) {
+        playhead_.store(seekTo, std::memory_order_relaxed);
+        stateL_ = stateR_ = {};
+        envDB_ = detectorRestDB;
+    }
+    const std::int64_t playhead = playhead_.load(std::memory_order_relaxed);
+    const std::int64_t start = playhead < totalFrames_ ? playhead : 0;
+    const std::size_t n = std::size_t(std::min<std::int64_t>(totalFrames_ - start, std::int64_t(frames)));
+
+    const float gain = coefs.preGainLin;
+    const float* sl = sourceL_.data() + start;
+    const float* sr = sourceR_.data() + start;
+    for (std::size_t i = 0; i < n; ++i) {
+        left[i] = gain * sl[i];
+        right[i] = gain * sr[i];
+    }
+    const std::size_t total = coefs.filterCount, pre = coefs.numPreCompFilters;
+    if (coefs.enabled) runCascade(coefs.filters.data(), pre, stateL_.data(), stateR_.data(), left, right, n);
+    if (coefs.compOn) envDB_ = compress(coefs.comp, envDB_, left, right, n);
+    if (coefs.enabled)
+        runCascade(coefs.filters.data() + pre, total - pre, stateL_.data() + pre, stateR_.data() + pre, left, right, n);
+    std::fill(left + n, left + frames, 0.0f);
+    std::fill(right + n, right + frames, 0.0f);
+
+    if (LiveMeter* meter = meter_.load(std::memory_order_acquire); meter && n > 0) meter->process(left, right, n);
+    playhead_.store((start + std::int64_t(n)) % std::max<std::int64_t>(totalFrames_, 1), std::memory_order_relaxed);
+}
+
+void OnlineMasteringStreamer::seek(double fraction) noexcept {
+    const double f = fraction > 0 ? std::min(fraction, 1.0) : 0.0;  // NaN too goes to the start
+    pendingSeek_.store(std::int64_t(f * double(totalFrames_)), std::memory_order_release);
+}
+
+double OnlineMasteringStreamer::position() const noexcept {
+    return totalFrames_ > 0 ? double(playhead_.load(std::memory_order_relaxed)) / double(totalFrames_) : 0.0;
+}
+
+void OnlineMasteringStreamer::setLiveMeter(std::shared_ptr<LiveMeter> meter) noexcept {
+    meter_.store(meter.get(), std::memory_order_release);
+}
+
+}  // namespace velmora
