@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cmath>
 #include <memory>
+#include <thread>
 
 #include "audio/JackRig.h"
 #include "audio/LiveMonitor.h"
@@ -142,6 +143,36 @@ TEST_F(JackOutput, ReportsTheDeviceGoneWhenItsClientClosesWhilePlaying) {
     EXPECT_FALSE(monitor.start(std::make_shared<CountingSource>()));
     EXPECT_EQ(monitor.lastError(), "Carte son introuvable (UID JACK:probe). Vérifiez qu'elle est connectée et "
                                    "reconnue par le système.");
+}
+
+TEST_F(JackOutput, KeepsPlayingWhileOtherClientsComeAndRoutesAgainWhenItsDeviceChanges) {
+    ProbeClient probe(server->name(), "probe", 8, probeCapacity);
+    ASSERT_TRUE(probe.open());
+    LiveMonitor monitor;
+    std::atomic<int> changes{0};
+    monitor.setChangeHandler([&] { ++changes; });
+    ASSERT_EQ(monitor.configure("JACK:probe", 0, 1), std::nullopt);
+    ASSERT_TRUE(monitor.start(std::make_shared<CountingSource>()));
+
+    const int before = changes.load();
+    ProbeClient bystander(server->name(), "bystander", 2, 4800);
+    ASSERT_TRUE(bystander.open());
+    ASSERT_TRUE(waitUntil([&] { return changes.load() > before; }, 5s));
+    std::this_thread::sleep_for(100ms);  // the rest of the bystander's registrations
+    EXPECT_TRUE(monitor.isPlaying());
+    EXPECT_EQ(monitor.lastError(), std::nullopt);
+
+    // The routed device itself changed: playback stops and the route is made again.
+    ASSERT_TRUE(probe.renamePort(0, "front left"));
+    ASSERT_TRUE(waitUntil([&] { return !monitor.isPlaying(); }, 5s));
+    EXPECT_EQ(monitor.lastError(), std::nullopt);
+    EXPECT_EQ(monitor.currentDeviceName(), "probe");
+    const std::size_t mark = probe.frames();
+    ASSERT_TRUE(monitor.start(std::make_shared<CountingSource>()));
+    ASSERT_TRUE(waitUntil([&] { return probe.frames() > mark + 4800; }, 5s));
+    monitor.stop();
+    ASSERT_TRUE(probe.receiveMore());
+    EXPECT_GT(exactRun(probe.recorded(0), mark, 1.0f), 4000u);
 }
 
 TEST_F(JackOutput, RefusesToPlayWithoutADevice) {

@@ -113,6 +113,10 @@ std::vector<std::string> ProbeClient::portNames() const {
     return names;
 }
 
+bool ProbeClient::renamePort(int index, const std::string& name) {
+    return client_ && jack_port_rename(client_, ports_.at(std::size_t(index)), name.c_str()) == 0;
+}
+
 std::vector<float> ProbeClient::recorded(int index) const {
     const auto& b = buffers_.at(std::size_t(index));
     return std::vector<float>(b.begin(), b.begin() + std::ptrdiff_t(frames()));

@@ -45,6 +45,8 @@ public:
     bool open() const { return client_ != nullptr; }
     void close();
     std::vector<std::string> portNames() const;
+    // Renames port `index` (0-based) while the probe runs, as a patchbay would.
+    bool renamePort(int index, const std::string& name);
     std::size_t frames() const { return written_.load(std::memory_order_acquire); }
     // Cycles the server reported late since the probe opened (the test server has no real-time
     // scheduling): worth knowing when a comparison fails.
