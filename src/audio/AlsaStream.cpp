@@ -69,7 +69,8 @@ std::variant<StreamShape, Refusal> setUp(snd_pcm_t* pcm, unsigned channels) {
     snd_pcm_hw_params_alloca(&hw);
     StreamShape shape{channels, SND_PCM_FORMAT_UNKNOWN, 0, preferredPeriod, 0};
     if (int rc = snd_pcm_hw_params_any(pcm, hw); rc < 0) return Refusal{rc, false};
-    if (int rc = snd_pcm_hw_params_set_access(pcm, hw, SND_PCM_ACCESS_RW_INTERLEAVED); rc < 0) return Refusal{rc, false};
+    if (int rc = snd_pcm_hw_params_set_access(pcm, hw, SND_PCM_ACCESS_RW_INTERLEAVED); rc < 0)
+        return Refusal{rc, false};
     if (int rc = snd_pcm_hw_params_set_channels(pcm, hw, channels); rc < 0) return Refusal{rc, true};
     for (snd_pcm_format_t f : writableFormats)
         if (snd_pcm_hw_params_test_format(pcm, hw, f) == 0) {

@@ -179,8 +179,8 @@ void LiveMonitor::reactToDeviceChangeLocked() {
     stream_.reset();
     if (device) {
         // Playback is not restarted: the user starts it again.
-        if (const auto error =
-                configureLocked(*configuredDeviceUID_, configuredOutChannels_->first, configuredOutChannels_->second, listed))
+        const auto [left, right] = *configuredOutChannels_;
+        if (const auto error = configureLocked(*configuredDeviceUID_, left, right, listed))
             lastError_ = "Reconfiguration impossible : " + error->message();
     } else {
         lastError_ = disconnectedMessage;

@@ -42,8 +42,9 @@ public:
     // (0-based, clamped to the device). On failure nothing is routed and the stored routing is
     // kept, for the next start.
     std::optional<LiveMonitorError> configure(const std::string& uid, std::int64_t channelL, std::int64_t channelR);
-    // Plays `source`, built for deviceSampleRate(), until stop(). False with lastError() set on
-    // failure. The monitor holds the source while the stream may pull from it.
+    // Stops what plays and plays `source`, built for deviceSampleRate(), until stop(). False with
+    // lastError() set on failure (a null source only stops). The monitor holds the source while
+    // the stream may pull from it.
     bool start(std::shared_ptr<RenderSource> source);
     // Stops what plays and plays a planar buffer once, folded to stereo and converted to the
     // device's rate. `finished` runs on the event thread once it has been played out (not after

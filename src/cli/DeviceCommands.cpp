@@ -25,7 +25,8 @@ int runDevices(Args& args) {
             j.endArray().endObject();
             std::cout << j.str() << '\n';
         } else {
-            std::cout << d.uid << "  " << d.name << "  (" << d.outputChannels << (d.outputChannels > 1 ? " canaux)\n" : " canal)\n");
+            std::cout << d.uid << "  " << d.name << "  (" << d.outputChannels
+                      << (d.outputChannels > 1 ? " canaux)\n" : " canal)\n");
             // Numbered from 1, as --channels counts them.
             for (std::size_t c = 0; c < d.channelNames.size(); ++c)
                 std::cout << "  " << padLeft(std::to_string(c + 1), 3) << "  " << d.channelNames[c] << '\n';

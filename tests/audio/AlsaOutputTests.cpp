@@ -20,7 +20,8 @@ using namespace std::chrono_literals;
 // makes the PCM listed.
 std::string probeConfiguration(const std::filesystem::path& file) {
     std::string bindings;
-    for (int c = 0; c < 8; ++c) bindings += "      " + std::to_string(c) + " { slave a channel " + std::to_string(c) + " }\n";
+    for (int c = 0; c < 8; ++c)
+        bindings += "      " + std::to_string(c) + " { slave a channel " + std::to_string(c) + " }\n";
     return "</usr/share/alsa/alsa.conf>\n"
            "pcm.velmora_probe {\n"
            "  type file\n"

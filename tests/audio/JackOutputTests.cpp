@@ -49,7 +49,8 @@ std::size_t exactRun(const std::vector<float>& x, std::size_t from, float sign) 
     for (; std::size_t(start) + i < x.size() && x[std::size_t(start) + i] != 0.0f; ++i) {
         const float expected = sign * CountingSource::value(i);
         if (x[std::size_t(start) + i] != expected) {
-            ADD_FAILURE() << "sample " << i << " of the run: " << x[std::size_t(start) + i] << " instead of " << expected;
+            ADD_FAILURE() << "sample " << i << " of the run: " << x[std::size_t(start) + i] << " instead of "
+                          << expected;
             return i;
         }
     }

@@ -66,8 +66,8 @@ PrivateJackServer::~PrivateJackServer() {
 
 ProbeClient::ProbeClient(const std::string& server, const std::string& name, int ports, std::size_t capacityFrames) {
     jack_status_t status{};
-    client_ = jack_client_open(name.c_str(), JackOptions(JackNoStartServer | JackServerName | JackUseExactName), &status,
-                               server.c_str());
+    const auto options = JackOptions(JackNoStartServer | JackServerName | JackUseExactName);
+    client_ = jack_client_open(name.c_str(), options, &status, server.c_str());
     if (!client_) return;
     for (int p = 1; p <= ports; ++p) {
         const std::string port = "in_" + std::to_string(p);
