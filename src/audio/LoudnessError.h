@@ -33,11 +33,11 @@ struct LoudnessError {
 };
 
 // A value or the error that prevented it.
-template <typename T>
+template <typename T, typename E = LoudnessError>
 class Expected {
 public:
     Expected(T value) : v_(std::move(value)) {}
-    Expected(LoudnessError error) : v_(error) {}
+    Expected(E error) : v_(std::move(error)) {}
     bool hasValue() const { return v_.index() == 0; }
     explicit operator bool() const { return hasValue(); }
     T& value() { return std::get<0>(v_); }
@@ -46,10 +46,10 @@ public:
     const T& operator*() const { return value(); }
     T* operator->() { return &value(); }
     const T* operator->() const { return &value(); }
-    const LoudnessError& error() const { return std::get<1>(v_); }
+    const E& error() const { return std::get<1>(v_); }
 
 private:
-    std::variant<T, LoudnessError> v_;
+    std::variant<T, E> v_;
 };
 
 }  // namespace velmora

@@ -62,4 +62,12 @@ double parseDouble(const std::string& text, const std::string& option) {
     return v;
 }
 
+std::pair<int, int> parseChannelPair(const std::string& text, const std::string& option) {
+    const auto comma = text.find(',');
+    if (comma == std::string::npos) throw UsageError(option + ": two channel numbers, as 3,4");
+    const int left = parseInt(text.substr(0, comma), option), right = parseInt(text.substr(comma + 1), option);
+    if (left < 1 || right < 1) throw UsageError(option + ": channels are counted from 1");
+    return {left - 1, right - 1};
+}
+
 }  // namespace velmora::cli

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::cli {
@@ -28,5 +29,7 @@ private:
 // Parses a whole decimal number, throwing UsageError naming the option otherwise.
 int parseInt(const std::string& text, const std::string& option);
 double parseDouble(const std::string& text, const std::string& option);
+// "L,R" as the user counts device channels, from 1, to 0-based indices.
+std::pair<int, int> parseChannelPair(const std::string& text, const std::string& option);
 
 }  // namespace velmora::cli

@@ -12,5 +12,7 @@ int runCalibrate(Args& args);
 int runAB(Args& args);
 int runBatch(Args& args);
 int runMultimaster(Args& args);
+int runDevices(Args& args);
+int runTone(Args& args);
 
 }  // namespace velmora::cli

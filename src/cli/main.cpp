@@ -22,6 +22,8 @@ const char* usage =
     "                     [--txt] [--pdf] [--lang fr|en]\n"
     "  velmora-cli calibrate -o FILE.wav\n"
     "  velmora-cli ab FILE [--params FILE.json] [--norm N] [--bits 16|24|32f]\n"
+    "  velmora-cli devices [--json]\n"
+    "  velmora-cli tone --device UID [--channels L,R]\n"
     "\n"
     "analyse   measures each file (integrated loudness, LRA, momentary and short-term maxima,\n"
     "          true peak, PLR/PSR), tells which of the 21 delivery norms it already meets and\n"
@@ -41,6 +43,11 @@ const char* usage =
     "calibrate writes the RLL calibration pink noise (500-2000 Hz, -23 LUFS, 30 s, 48 kHz/24-bit).\n"
     "ab        writes NAME_AB_AVANT.wav and NAME_AB_APRES.wav beside FILE: its centred 30 s, untouched\n"
     "          and through the chain, gain and limiter.\n"
+    "devices   lists the output devices: JACK clients with playback ports when a JACK server runs\n"
+    "          (PipeWire serves one), else ALSA's PCMs; each with its uid, name and numbered channels.\n"
+    "          --json prints one object per device per line.\n"
+    "tone      plays the 2 s 1 kHz test sine (-23 dBFS) on two channels of a device, counted from 1\n"
+    "          as devices numbers them (default 1,2), to check the monitoring route.\n"
     "\n"
     "Exit status: 0 success, 1 when any file failed, 2 for bad usage.\n";
 
@@ -63,6 +70,8 @@ int main(int argc, char** argv) {
         if (command == "ab") return velmora::cli::runAB(args);
         if (command == "batch") return velmora::cli::runBatch(args);
         if (command == "multimaster") return velmora::cli::runMultimaster(args);
+        if (command == "devices") return velmora::cli::runDevices(args);
+        if (command == "tone") return velmora::cli::runTone(args);
         throw velmora::cli::UsageError("unknown command " + command);
     } catch (const velmora::cli::UsageError& e) {
         std::cerr << "velmora-cli: " << e.what() << "\n\n" << usage;

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "mastering/Equalisers.h"
-#include "mastering/RateConverter.h"
+#include "audio/Resample.h"
 
 #if defined(__SSE__)
 #include <xmmintrin.h>
@@ -98,69 +98,28 @@ double compress(const CompressorSettings& s, double env, float* l, float* r, std
     return std::isfinite(env) ? env : detectorRestDB;
 }
 
-// The file's channels to a stereo pair, in float as they are stored: ch3 (LFE) and everything
-// after ch5 are left out.
-void foldToStereo(const Channels& ch, std::vector<float>& left, std::vector<float>& right) {
-    const std::size_t c = ch.size();
-    if (c <= 2) {  // mono on both sides
-        left = c ? ch[0] : std::vector<float>{};
-        right = c ? ch[c - 1] : std::vector<float>{};
-        return;
-    }
-    const std::size_t n = ch[0].size();
-    left.resize(n);
-    right.resize(n);
-    constexpr float k = 0.707f;
-    for (std::size_t i = 0; i < n; ++i) {
-        left[i] = ch[0][i] + k * ch[2][i];
-        right[i] = ch[1][i] + k * ch[2][i];
-    }
-    if (c >= 5)
-        for (std::size_t i = 0; i < n; ++i) left[i] += k * ch[4][i];
-    if (c >= 6)
-        for (std::size_t i = 0; i < n; ++i) right[i] += k * ch[5][i];
-}
-
-// The pair converted once from `from` to `to` Hz, in place; false, and the pair emptied, when
-// it cannot be.
-bool convertPair(std::vector<float>& left, std::vector<float>& right, double from, double to) {
-    const bool rates = from >= 1.0 && to >= 1.0 && std::isfinite(from) && std::isfinite(to);
-    const std::size_t frames = rates ? RateConverter::outputLength(left.size(), from, to) : 0;
-    std::vector<float> outL(frames), outR(frames);
-    bool converted = false;
-    if (rates) {
-        RateConverter converter(2, from, to, std::size_t(1) << 16);
-        const float* in[2];
-        std::size_t made = 0;
-        const auto outcome = converter.run(
-            left.size(), frames,
-            [&](std::size_t begin, std::size_t) {
-                in[0] = left.data() + begin, in[1] = right.data() + begin;
-                return static_cast<const float* const*>(in);
-            },
-            [&](const float* const* out, std::size_t n) {
-                std::copy_n(out[0], n, outL.data() + made);
-                std::copy_n(out[1], n, outR.data() + made);
-                made += n;
-                return true;
-            });
-        converted = outcome == RateConverter::Outcome::done;
-    }
-    if (!converted) outL.clear(), outR.clear();
-    left = std::move(outL);
-    right = std::move(outR);
-    return converted;
-}
-
 }  // namespace
 
 std::optional<LoudnessError> OnlineMasteringStreamer::init(const Channels& channels, double fileRate,
                                                            double renderRate) {
+    return initFolded(foldToStereo(channels), fileRate, renderRate);
+}
+
+std::optional<LoudnessError> OnlineMasteringStreamer::initFolded(StereoSamples stereo, double fileRate, double renderRate) {
     renderRate_ = renderRate;
-    foldToStereo(channels, sourceL_, sourceR_);
+    sourceL_ = std::move(stereo.left);
+    sourceR_ = std::move(stereo.right);
     std::optional<LoudnessError> failure;
-    if (renderRate != fileRate && !sourceL_.empty() && !convertPair(sourceL_, sourceR_, fileRate, renderRate))
-        failure = LoudnessError{LoudnessError::Code::rateConversion};
+    if (renderRate != fileRate && !sourceL_.empty()) {
+        const bool rates = fileRate >= 1.0 && renderRate >= 1.0 && std::isfinite(fileRate) && std::isfinite(renderRate);
+        sourceL_ = rates ? resample(sourceL_, fileRate, renderRate, ResampleQuality::veryHigh) : std::vector<float>{};
+        sourceR_ = rates ? resample(sourceR_, fileRate, renderRate, ResampleQuality::veryHigh) : std::vector<float>{};
+        if (sourceL_.empty() || sourceL_.size() != sourceR_.size()) {
+            sourceL_.clear();
+            sourceR_.clear();
+            failure = LoudnessError{LoudnessError::Code::rateConversion};
+        }
+    }
     totalFrames_ = std::int64_t(sourceL_.size());
     stateL_ = stateR_ = {};
     envDB_ = detectorRestDB;

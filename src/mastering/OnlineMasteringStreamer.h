@@ -29,6 +29,7 @@
 #include "audio/LoudnessError.h"
 #include "audio/PlanarAudio.h"
 #include "audio/RenderSource.h"
+#include "audio/StereoFold.h"
 #include "mastering/Compressors.h"
 #include "mastering/LiveMeter.h"
 #include "mastering/MasterParams.h"
@@ -51,6 +52,8 @@ public:
     // filter, no compressor, unity gain) and the meter link. Allocates; nothing when it worked,
     // else rateConversion with an empty source.
     std::optional<LoudnessError> init(const Channels& channels, double fileRate, double renderRate);
+    // The same from a pair already folded (a file too long to hold whole, folded as it decoded).
+    std::optional<LoudnessError> initFolded(StereoSamples stereo, double fileRate, double renderRate);
 
     // [main thread] The chain's real-time stages from `params` (equaliser bands whose gain
     // counts, pre-compressor bands first, all under eqOn; the bus compressor under compOn) and a

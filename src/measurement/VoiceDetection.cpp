@@ -1,52 +1,13 @@
 #include "measurement/VoiceDetection.h"
 
-#include <soxr.h>
-
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <numbers>
 
+#include "audio/Resample.h"
 #include "measurement/Biquad.h"
 
 namespace velmora {
-
-namespace {
-
-// Speech-band analysis rate, band-limited first: decimating without a low-pass folds cymbals
-// and sibilance above the new Nyquist into the speech band, where they read as voice. soxr's
-// low-quality recipe is ample for a 300-3400 Hz analysis: at 16 kHz it is flat to 6 kHz and
-// over 100 dB down past 8 kHz, in linear phase with its delay removed, so frames stay aligned
-// with the input. Length truncate(L·target/source); empty if the converter cannot be made.
-std::vector<float> toAnalysisRate(std::span<const float> mono, double sourceRate, double targetRate) {
-    const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_LQ, 0);
-    // One thread: measurements already run side by side on few cores.
-    const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
-    soxr_error_t error = nullptr;
-    const std::unique_ptr<soxr, decltype(&soxr_delete)> converter(
-        soxr_create(sourceRate, targetRate, 1, &error, &io, &quality, &runtime), &soxr_delete);
-    if (!converter || error) return {};
-
-    const auto length = std::size_t(targetRate / sourceRate * double(mono.size()));
-    std::vector<float> out(length, 0.0f);
-    // soxr queues what it is offered: slices keep that copy small.
-    constexpr std::size_t slice = std::size_t{1} << 16;
-    std::size_t consumed = 0, produced = 0;
-    while (produced < length) {
-        const bool flushing = consumed == mono.size();
-        const std::size_t offered = std::min(slice, mono.size() - consumed);
-        std::size_t used = 0, made = 0;
-        if (soxr_process(converter.get(), flushing ? nullptr : mono.data() + consumed, offered, &used,
-                         out.data() + produced, length - produced, &made))
-            return {};
-        consumed += used;
-        produced += made;
-        if (made == 0 && (flushing || used == 0)) break;
-    }
-    return out;
-}
-}  // namespace
 
 std::vector<float> monoForDetection(const std::vector<std::vector<float>>& channels, std::span<const double> weights) {
     if (channels.empty() || channels.front().empty()) return {};
@@ -81,8 +42,12 @@ std::vector<bool> applyHangover(std::vector<bool> flags, int hangoverFrames) {
 std::vector<bool> EnergyVAD::detectVoice(std::span<const float> mono, double sampleRate) const {
     const double fs = preferredSampleRate;
     std::vector<float> x;
+    // Band-limited before the rate drops: decimating without a low-pass folds cymbals and
+    // sibilance above the new Nyquist into the speech band, where they read as voice. The
+    // low-quality recipe is ample for a 300-3400 Hz analysis: at 16 kHz it is flat to 6 kHz and
+    // over 100 dB down past 8 kHz, and frames stay aligned with the input.
     if (std::fabs(sampleRate - fs) >= 0.5 && sampleRate > 0)
-        x = toAnalysisRate(mono, sampleRate, fs);
+        x = resample(mono, sampleRate, fs, ResampleQuality::low);
     else
         x.assign(mono.begin(), mono.end());
     // The speech band, each edge a second-order section (Q 0.707) run from rest.

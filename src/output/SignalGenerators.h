@@ -1,11 +1,13 @@
 #pragma once
 // The two fixed signals: the RLL calibration pink noise, written for aligning loudspeakers, and
-// the 1 kHz sine that checks the monitoring route. Both are bit-identical on every run.
+// the 1 kHz sine that checks the monitoring route (made in audio, where the live monitor plays
+// it). Both are bit-identical on every run.
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "audio/LoudnessError.h"
+#include "audio/TestSine.h"
 #include "measurement/LoudnessEngine.h"
 #include "output/MasterWriter.h"
 
@@ -20,9 +22,5 @@ std::vector<float> generatePinkNoise(double seconds, double sampleRate);
 
 // The 30 s noise at 48 kHz as a mono 24-bit WAV, whatever the destination's extension.
 Expected<WriteReport> saveRLLCalibration(const std::string& destination);
-
-// Two channels of the same 2 s of 1 kHz at 48 kHz, peak 0.0707 (−23 dBFS).
-Channels makeTestSine();
-inline constexpr double testSineSampleRate = 48000.0;
 
 }  // namespace velmora
