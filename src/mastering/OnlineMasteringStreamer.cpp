@@ -153,7 +153,9 @@ void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* rig
         envDB_ = detectorRestDB;
     }
     const std::int64_t playhead = playhead_.load(std::memory_order_relaxed);
-    const std::int64_t start = playhead < totalFrames_ ? playhead : 0;
+    const bool looping = looping_.load(std::memory_order_relaxed);
+    // Played once, the end stays the end: silence until a seek.
+    const std::int64_t start = playhead < totalFrames_ ? playhead : looping ? 0 : totalFrames_;
     const std::size_t n = std::size_t(std::min<std::int64_t>(totalFrames_ - start, std::int64_t(frames)));
 
     const float gain = coefs.preGainLin;
@@ -172,12 +174,20 @@ void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* rig
     std::fill(right + n, right + frames, 0.0f);
 
     if (LiveMeter* meter = meter_.load(std::memory_order_acquire); meter && n > 0) meter->process(left, right, n);
-    playhead_.store((start + std::int64_t(n)) % std::max<std::int64_t>(totalFrames_, 1), std::memory_order_relaxed);
+    const std::int64_t next = start + std::int64_t(n);
+    playhead_.store(looping ? next % std::max<std::int64_t>(totalFrames_, 1) : next, std::memory_order_relaxed);
 }
 
 void OnlineMasteringStreamer::seek(double fraction) noexcept {
     const double f = fraction > 0 ? std::min(fraction, 1.0) : 0.0;  // NaN too goes to the start
     pendingSeek_.store(std::int64_t(f * double(totalFrames_)), std::memory_order_release);
+}
+
+void OnlineMasteringStreamer::setLooping(bool on) noexcept { looping_.store(on, std::memory_order_relaxed); }
+
+bool OnlineMasteringStreamer::atEnd() const noexcept {
+    return !looping_.load(std::memory_order_relaxed) && playhead_.load(std::memory_order_relaxed) >= totalFrames_ &&
+           pendingSeek_.load(std::memory_order_relaxed) < 0;
 }
 
 double OnlineMasteringStreamer::position() const noexcept {

@@ -68,6 +68,12 @@ public:
     // start of the next block together with a reset of the filter memories and the envelope.
     void seek(double fraction) noexcept;
 
+    // [any thread] On (the default), the file loops as live mastering plays it; off, it plays
+    // to its end once and then renders silence, as plain playback does, until a seek.
+    void setLooping(bool on) noexcept;
+    // [any thread] Played to the end, not looping, and no seek pending.
+    bool atEnd() const noexcept;
+
     // [any thread] The playhead as a fraction of the file, 0 when it is empty.
     double position() const noexcept;
     std::int64_t totalFrames() const noexcept { return totalFrames_; }  // at the render rate
@@ -100,6 +106,7 @@ private:
     std::atomic<std::int64_t> playhead_{0};     // the next frame to render
     std::atomic<std::int64_t> pendingSeek_{-1};  // a frame, or -1 when none
     std::atomic<LiveMeter*> meter_{nullptr};
+    std::atomic<bool> looping_{true};
 
     // Render thread only.
     FilterStates stateL_{}, stateR_{};

@@ -148,6 +148,24 @@ TEST(LiveStreamerPlayhead, LoopEndsInZerosThatTheMeterNeverSees) {
     EXPECT_EQ(got.peakDB, want.peakDB);
 }
 
+TEST(LiveStreamerPlayhead, PlayedOnceItStopsAtTheEndUntilASeek) {
+    const std::size_t n = 100;
+    const auto tone = sine(n, 1000, 0.9);
+    OnlineMasteringStreamer s;
+    s.init({tone, tone}, fs48, fs48);
+    s.setLooping(false);
+    const auto out = play(s, 256);  // 0…99, then silence: no second pass
+    for (std::size_t i = 0; i < 100; ++i) ASSERT_EQ(out.first[i], tone[i]);
+    for (std::size_t i = 100; i < 256; ++i) ASSERT_EQ(out.first[i], 0.0f) << i;
+    EXPECT_TRUE(s.atEnd());
+    EXPECT_DOUBLE_EQ(s.position(), 1.0);
+    s.seek(0.5);
+    EXPECT_FALSE(s.atEnd()) << "a pending seek is not the end";
+    const auto again = play(s, 32);
+    EXPECT_EQ(again.first[0], tone[50]);
+    EXPECT_FALSE(s.atEnd());
+}
+
 TEST(LiveStreamerMeter, FullScaleSineSettlesAtZeroLUFS) {
     const auto tone = sine(48000, 1000, 1.0);
     OnlineMasteringStreamer s;
