@@ -28,6 +28,11 @@ enum class ItemStatus { pending, analysing, ready, unmeasurable, readFailed, mas
 QString statusText(ItemStatus status, ReportLanguage language = ReportLanguage::fr);
 StatusColor statusColor(ItemStatus status);
 
+// Whether a selected file's decoded samples (this many bytes) stay in memory: up to 2 GiB, or an
+// eighth of the machine's memory when that is less. A feature film is read again from its file
+// when a job needs it rather than held for as long as it stays selected.
+bool worthHoldingBytes(double bytes);
+
 struct FileItem {
     QUuid id = QUuid::createUuid();
     std::string url;  // local path

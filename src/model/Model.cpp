@@ -7,26 +7,20 @@
 #include <QThread>
 
 #include "audio/AudioFileReader.h"
+#include "audio/LiveMonitor.h"
+#include "mastering/OnlineMasteringStreamer.h"
+#include "model/FilePlayback.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Presets.h"
 #include <unistd.h>
 
 namespace velmora {
 
-namespace {
-
-// The selected file's samples stay in memory for listening and for the jobs on it, up to this
-// much: a feature film is read again from its file when needed rather than held for as long
-// as it stays selected.
-bool worthHolding(const Channels& channels) {
+bool worthHoldingBytes(double bytes) {
     const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
     const double physical = pages > 0 && pageSize > 0 ? double(pages) * double(pageSize) : 0.0;
-    const double budget = std::min(2.0 * (1u << 30), physical / 8.0);
-    const double bytes = channels.empty() ? 0.0 : double(channels.size()) * double(channels.front().size()) * sizeof(float);
-    return bytes <= budget;
+    return bytes <= std::min(2.0 * (1u << 30), physical / 8.0);
 }
-
-}  // namespace
 
 Model::Model(std::unique_ptr<QSettings> store, Choosers* choosers, QObject* parent)
     : QObject(parent), store_(std::move(store)), choosers_(choosers),
@@ -36,6 +30,7 @@ Model::Model(std::unique_ptr<QSettings> store, Choosers* choosers, QObject* pare
         loadUserPresets();
         loadSettings();
     }
+    connect(&playbackTimer_, &QTimer::timeout, this, &Model::onPlaybackTick);
 }
 
 Model::~Model() { waitForJob(); }
@@ -244,7 +239,9 @@ void Model::analyzeNext() {
                 i.originalMeasure = a->result;
                 i.channelTotal = a->audio.channels.size();
                 i.frameTotal = a->frameCount;
-                if (selectedID_ == id && worthHolding(a->audio.channels))
+                const auto& decoded = a->audio.channels;
+                const double bytes = decoded.empty() ? 0.0 : double(decoded.size()) * double(decoded[0].size()) * sizeof(float);
+                if (selectedID_ == id && worthHoldingBytes(bytes))
                     i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
                 i.measuredWeights = a->weights;
@@ -349,7 +346,11 @@ void Model::setMultiMasterPresetIndices(const std::set<int>& v) {
     assign(multiMasterPresetIndices_, v, &Model::multiMasterPresetIndicesChanged);
 }
 void Model::setShowMultiMaster(bool v) { assign(showMultiMaster_, v, &Model::showMultiMasterChanged); }
-void Model::setMp(const MasterParams& v) { assign(mp_, v, &Model::mpChanged); }
+void Model::setMp(const MasterParams& v) {
+    // Heard from the next block while live mastering plays.
+    if (isLiveMastering_ && liveStreamer_ && !(mp_ == v)) liveStreamer_->update(v, 0.0);
+    assign(mp_, v, &Model::mpChanged);
+}
 void Model::setMode(ProcessMode v) { assign(mode_, v, &Model::modeChanged); }
 void Model::setTarget(double v) { assign(target_, v, &Model::targetChanged); }
 void Model::setGatingMode(GatingMode v) { assign(gatingMode_, v, &Model::gatingModeChanged); }

@@ -5,6 +5,7 @@
 // each update back. Every published field announces its changes with its own signal.
 #include <QObject>
 #include <QSettings>
+#include <QTimer>
 #include <QString>
 #include <QUuid>
 #include <atomic>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "audio/ChannelLayout.h"
+#include "mastering/LiveMeter.h"
 #include "mastering/MasterParams.h"
 #include "model/Choosers.h"
 #include "model/FileItem.h"
@@ -25,6 +27,11 @@
 #include "reports/ReportInputs.h"
 
 namespace velmora {
+
+class FilePlaybackController;
+class LiveMonitor;
+class OnlineMasteringStreamer;
+struct OutputDevice;
 
 // A master the last batch or multi-master job could not make: the file (or the norm) and why.
 struct BatchFailure {
@@ -78,6 +85,29 @@ public:
     void savePack(const QString& name);
     void deletePack(const QUuid& id);
     void applyPack(const QUuid& id);
+
+    // --- Listening ---------------------------------------------------------------------------
+    // The output devices, for the preferences' picker (opens the audio library at first use).
+    std::vector<OutputDevice> outputDevices();
+    // Routes the live monitor to the chosen device and channels: nothing, or why not.
+    std::optional<QString> configureLiveMonitor();
+    void testLiveMonitor();  // the 1 kHz test tone on the chosen route
+    void startLiveMastering();
+    void stopLiveMastering();
+    void togglePlayback();  // plain listening to the selected file on the default output
+    void stopPlayback();    // and rewind
+    void seekPlayback(double fraction);
+    // What the space bar does: live mastering when it is enabled with a device, else playback.
+    void toggleListening();
+    bool isLiveMastering() const { return isLiveMastering_; }
+    bool isPlaybackPlaying() const { return isPlaybackPlaying_; }
+    // 0 … 1: the live streamer's playhead while live mastering runs, else plain playback's.
+    double playPosition() const;
+    // Seconds of the selected file, 0 without one.
+    double selectedDuration() const;
+    // The live meter's readings while anything plays.
+    std::optional<LiveMeter::Readings> liveLevels() const;
+    const QString& liveMonitorDeviceName() const { return liveMonitorDeviceName_; }
 
     // --- Settings and user presets ---------------------------------------------------------
     void loadUserPresets();
@@ -192,6 +222,11 @@ signals:
     void presetIndexChanged();
     void gatingModeChanged();
     void displayUnitChanged();
+    void isLiveMasteringChanged();
+    void isPlaybackPlayingChanged();
+    void liveMonitorDeviceNameChanged();
+    // About twenty times a second while something plays: the position and the meter moved.
+    void playbackTick();
     // One item changed (status, info, measurement); queueChanged follows too.
     void itemChanged(const QUuid& id);
     // A job or the analysis queue has nothing more to do.
@@ -230,6 +265,15 @@ private:
     // Progress values arrive far more often than anyone can see them: keep one in flight.
     void postProgress(double fraction, void (Model::*setter)(double));
     void finishAnalysis(const QUuid& id);
+    LiveMonitor& liveMonitor();
+    void onLiveMonitorChanged();
+    void onPlaybackTick();
+    void setIsLiveMastering(bool v);
+    void setIsPlaybackPlaying(bool v);
+    void updatePlaybackTimer();  // ticks while anything plays
+    // The selected item's samples, decoded again when the queue no longer holds them and they
+    // fit the memory budget; null otherwise.
+    std::shared_ptr<const Channels> selectedSamples();
 
     std::unique_ptr<QSettings> store_;
     Choosers* choosers_;
@@ -273,6 +317,15 @@ private:
     int presetIndex_ = 0;
     GatingMode gatingMode_ = GatingMode::autoMode;
     LoudnessUnit displayUnit_ = LoudnessUnit::lufs;
+
+    // Declared last, destroyed first: the streams stop before anything else goes.
+    bool isLiveMastering_ = false, isPlaybackPlaying_ = false;
+    QString liveMonitorDeviceName_;
+    std::shared_ptr<OnlineMasteringStreamer> liveStreamer_;
+    std::shared_ptr<LiveMeter> liveMeter_;
+    std::unique_ptr<FilePlaybackController> playback_;
+    std::unique_ptr<LiveMonitor> liveMonitor_;
+    QTimer playbackTimer_;
 };
 
 }  // namespace velmora

@@ -1,0 +1,135 @@
+// The model's listening actions on a private JACK server: live mastering routed to two ports of a
+// probe, the test tone, the device going away while playing, and plain playback to its end.
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <gtest/gtest.h>
+
+#include "ModelTesting.h"
+#include "audio/JackRig.h"
+#include "audio/OutputDevice.h"
+#include "model/Model.h"
+#include "support/TestSupport.h"
+
+namespace velmora::test {
+namespace {
+
+QString q(const std::filesystem::path& p) { return QString::fromStdString(p.string()); }
+
+// Runs the event loop until `done` or 10 s.
+bool eventually(const std::function<bool()>& done) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!done() && clock.elapsed() < 10000) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return done();
+}
+
+float peakOf(const std::vector<float>& x) {
+    float p = 0;
+    for (float v : x) p = std::max(p, std::fabs(v));
+    return p;
+}
+
+TEST(ModelListening, WithoutDeviceOrFileItSaysWhatToChooseFirst) {
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    EXPECT_EQ(model.configureLiveMonitor().value_or(""), "Sélectionnez d'abord une carte son.");
+    model.testLiveMonitor();
+    EXPECT_EQ(model.globalStatus(), "Monitoring : Sélectionnez d'abord une carte son.");
+    model.setLiveMonitorDeviceUID("JACK:anything");
+    model.startLiveMastering();
+    EXPECT_EQ(model.globalStatus(), "Sélectionnez d'abord un fichier.");
+    EXPECT_FALSE(model.isLiveMastering());
+    model.togglePlayback();
+    EXPECT_FALSE(model.isPlaybackPlaying());
+}
+
+using ModelOnJack = WithPrivateJackServer<48000>;
+
+TEST_F(ModelOnJack, LiveMasteringReachesTheChosenPortsAndStopsWhenTheDeviceGoes) {
+    ScratchDir dir;
+    writeFloatWav(dir / "tone.wav", sine(3.0, 0.25), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "tone.wav")});
+    ASSERT_TRUE(waitIdle(model));
+
+    ProbeClient probe(server->name(), "probe", 8, 48000 * 20);
+    ASSERT_TRUE(probe.open());
+    model.setLiveMonitorDeviceUID("JACK:probe");
+    model.setLiveMonitorChannelL(2);
+    model.setLiveMonitorChannelR(3);
+    model.startLiveMastering();
+    ASSERT_TRUE(model.isLiveMastering()) << model.globalStatus().toStdString();
+    EXPECT_EQ(model.globalStatus(), "Master Live ON · probe ▶");
+    ASSERT_TRUE(probe.receiveMore(48000));
+    EXPECT_NEAR(peakOf(probe.recorded(2)), 0.25, 0.01);
+    EXPECT_NEAR(peakOf(probe.recorded(3)), 0.25, 0.01);
+    for (int port : {0, 1, 4, 5, 6, 7}) EXPECT_EQ(peakOf(probe.recorded(port)), 0.0f) << port;
+    ASSERT_TRUE(eventually([&] { return model.liveLevels() && model.liveLevels()->momentary > -30; }));
+    EXPECT_GT(model.playPosition(), 0.0);
+
+    // A parameter change is heard from the next block: 6 dB of make-up on the compressor.
+    MasterParams louder = model.mp();
+    louder.compOn = true;
+    louder.compThreshold = 0;
+    louder.compMakeup = 6;
+    model.setMp(louder);
+    const std::size_t before = probe.frames();
+    ASSERT_TRUE(probe.receiveMore(24000));
+    const auto after = probe.recorded(2);
+    EXPECT_NEAR(peakOf({after.begin() + std::ptrdiff_t(before + 4096), after.end()}), 0.25 * 1.995, 0.02);
+
+    model.stopLiveMastering();
+    EXPECT_FALSE(model.isLiveMastering());
+    EXPECT_EQ(model.globalStatus(), "Master Live OFF");
+
+    model.startLiveMastering();
+    ASSERT_TRUE(model.isLiveMastering());
+    probe.close();
+    ASSERT_TRUE(eventually([&] { return !model.isLiveMastering(); }));
+    EXPECT_EQ(model.globalStatus(), "Carte son déconnectée. Le mode export A/B WAV reste disponible.");
+}
+
+TEST_F(ModelOnJack, TestToneAndPlainPlaybackToTheEnd) {
+    ScratchDir dir;
+    writeFloatWav(dir / "short.wav", sine(0.5, 0.5), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "short.wav")});
+    ASSERT_TRUE(waitIdle(model));
+
+    ProbeClient probe(server->name(), "probe", 2, 48000 * 4);
+    ASSERT_TRUE(probe.open());
+    const auto devices = model.outputDevices();
+    EXPECT_TRUE(std::any_of(devices.begin(), devices.end(), [](const OutputDevice& d) { return d.uid == "JACK:probe"; }));
+    model.setLiveMonitorDeviceUID("JACK:probe");
+    model.testLiveMonitor();
+    EXPECT_EQ(model.globalStatus(), "Test 1 kHz sur probe ✓");
+    ASSERT_TRUE(probe.receiveMore(48000));
+    EXPECT_NEAR(peakOf(probe.recorded(0)), 0.0707, 1e-4);
+
+    // Plain playback goes to the system output and stops by itself at the end of the file.
+    model.seekPlayback(1.5);
+    EXPECT_DOUBLE_EQ(model.playPosition(), 1.0);
+    model.seekPlayback(-1);
+    EXPECT_DOUBLE_EQ(model.playPosition(), 0.0);
+    EXPECT_DOUBLE_EQ(model.selectedDuration(), 0.5);
+    model.togglePlayback();
+    ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
+    ASSERT_TRUE(eventually([&] { return !model.isPlaybackPlaying(); }));
+    EXPECT_DOUBLE_EQ(model.playPosition(), 1.0);
+
+    // Space with live monitoring off toggles plain playback; on, it starts live mastering.
+    model.toggleListening();
+    EXPECT_TRUE(model.isPlaybackPlaying());
+    model.toggleListening();
+    EXPECT_FALSE(model.isPlaybackPlaying());
+    model.setLiveMonitorEnabled(true);
+    model.toggleListening();
+    EXPECT_TRUE(model.isLiveMastering());
+    model.toggleListening();
+    EXPECT_FALSE(model.isLiveMastering());
+}
+
+}  // namespace
+}  // namespace velmora::test
