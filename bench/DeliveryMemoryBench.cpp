@@ -37,16 +37,21 @@ bool pinkNoiseWav(const fs::path& file, double seconds, int channels, int seed, 
     return runChild(args).status == 0;
 }
 
-void BM_VelmoraFilmConform(benchmark::State& state) {
-    const auto dir = scratchFolder("velmora-bench-film");
-    if (!pinkNoiseWav(dir / "film.wav", 7200.0, 6, 1)) {
-        state.SkipWithError("could not generate the two-hour 5.1 programme");
+// One generated programme of `seconds` mastered by a child velmora-cli with `options`, timed,
+// with its peak memory.
+void masterLongProgramme(benchmark::State& state, const char* folder, double seconds, int channels, bool swell,
+                         std::vector<std::string> options) {
+    const auto dir = scratchFolder(folder);
+    if (!pinkNoiseWav(dir / "programme.wav", seconds, channels, channels, swell)) {
+        state.SkipWithError("could not generate the programme");
         return;
     }
+    std::vector<std::string> args{VELMORA_CLI_PATH, "master", (dir / "programme.wav").string(), "-o",
+                                  (dir / "out").string() + "/", "--norm", "0"};
+    for (auto& o : options) args.push_back(o == "@params" ? fullChainParams(dir).string() : o);
     ChildRun run;
     for (auto _ : state) {
-        run = runChild({VELMORA_CLI_PATH, "master", (dir / "film.wav").string(), "-o", (dir / "out").string() + "/",
-                        "--mode", "conform", "--norm", "0"});
+        run = runChild(args, (dir / "stderr.txt").string());
         if (run.status != 0) {
             state.SkipWithError("velmora-cli master failed");
             break;
@@ -55,33 +60,19 @@ void BM_VelmoraFilmConform(benchmark::State& state) {
         fs::remove_all(dir / "out");
     }
     state.counters["peak_rss_GB"] = run.peakRssBytes / 1e9;
-    state.counters["x_realtime"] = benchmark::Counter(7200.0 * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["decoded_GB"] = seconds * 48000 * channels * 4 / 1e9;
+    state.counters["x_realtime"] = benchmark::Counter(seconds * double(state.iterations()), benchmark::Counter::kIsRate);
     fs::remove_all(dir);
+}
+
+// Conform mode streams from the file: its memory does not grow with the programme.
+void BM_VelmoraFilmConform(benchmark::State& state) {
+    masterLongProgramme(state, "velmora-bench-film", 7200.0, 6, false, {"--mode", "conform"});
 }
 
 // Every stage needs the whole programme: it is held once, in place, whatever the stages.
 void BM_VelmoraEpicMasterChain(benchmark::State& state) {
-    const auto dir = scratchFolder("velmora-bench-epic");
-    if (!pinkNoiseWav(dir / "epic.wav", 10800.0, 8, 2, true)) {
-        state.SkipWithError("could not generate the three-hour 7.1 programme");
-        return;
-    }
-    ChildRun run;
-    for (auto _ : state) {
-        run = runChild({VELMORA_CLI_PATH, "master", (dir / "epic.wav").string(), "-o", (dir / "out").string() + "/",
-                        "--mode", "master", "--norm", "0", "--params", fullChainParams(dir).string()},
-                       (dir / "stderr.txt").string());
-        if (run.status != 0) {
-            state.SkipWithError("velmora-cli master failed");
-            break;
-        }
-        state.SetIterationTime(run.seconds);
-        fs::remove_all(dir / "out");
-    }
-    state.counters["peak_rss_GB"] = run.peakRssBytes / 1e9;
-    state.counters["decoded_GB"] = 10800.0 * 48000 * 8 * 4 / 1e9;
-    state.counters["x_realtime"] = benchmark::Counter(10800.0 * double(state.iterations()), benchmark::Counter::kIsRate);
-    fs::remove_all(dir);
+    masterLongProgramme(state, "velmora-bench-epic", 10800.0, 8, true, {"--mode", "master", "--params", "@params"});
 }
 
 // Twenty 3-minute stereo files: the batch's peak memory beside that of a batch of one.

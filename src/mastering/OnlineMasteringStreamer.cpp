@@ -4,32 +4,13 @@
 #include <cmath>
 
 #include "mastering/Equalisers.h"
+#include "audio/Denormals.h"
 #include "audio/Resample.h"
 
-#if defined(__SSE__)
-#include <xmmintrin.h>
-#endif
 
 namespace velmora {
 
 namespace {
-
-// Denormals flushed to zero, on input and output, for as long as the object lives: a filter
-// or envelope decaying into the denormal range would otherwise cost a hundred times more per
-// operation, in the one thread that must never be late.
-class DenormalsFlushed {
-public:
-#if defined(__SSE__)
-    DenormalsFlushed() noexcept : saved_(_mm_getcsr()) { _mm_setcsr(saved_ | flushToZero | denormalsAreZero); }
-    ~DenormalsFlushed() { _mm_setcsr(saved_); }
-
-private:
-    static constexpr unsigned flushToZero = 0x8000, denormalsAreZero = 0x0040;  // MXCSR bits
-    unsigned saved_;
-#else
-    DenormalsFlushed() noexcept {}
-#endif
-};
 
 // Left and right side by side: one coefficient set runs both channels in one vector operation.
 typedef double Pair __attribute__((vector_size(16)));
@@ -144,7 +125,7 @@ void OnlineMasteringStreamer::update(const MasterParams& params, double preGainD
 }
 
 void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* right) noexcept {
-    const DenormalsFlushed flushed;
+    const ScopedDenormalFlush flushed;
     const Coefs& coefs = coefs_.read();
     const std::int64_t seekTo = pendingSeek_.exchange(-1, std::memory_order_acquire);
     if (seekTo >= 0) {
