@@ -17,7 +17,7 @@ constexpr double barWidth = 22;
 constexpr double markerGap = 9;  // between the bar and its labels: room for the target marker
 constexpr double labelHalf = 6;  // the 0 and bottom labels stand half above and below the bar
 
-double scaleWidth() { return QFontMetricsF(theme::monoFont(theme::scalePx)).horizontalAdvance(QStringLiteral("-60")) + 2; }
+double scaleWidth() { return theme::scaleLabelWidth() + 2; }
 
 }  // namespace
 

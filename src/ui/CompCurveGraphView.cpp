@@ -56,7 +56,12 @@ void CompCurveGraphView::resizeEvent(QResizeEvent* e) {
 }
 
 bool CompCurveGraphView::titleOnOneLine() const {
-    return QFontMetricsF(theme::captionFont()).horizontalAdvance(title) <= width();
+    // Geometry asks this for every point it places: measure the title once per width.
+    if (titleCheckedWidth_ != width()) {
+        titleCheckedWidth_ = width();
+        titleFits_ = QFontMetricsF(theme::captionFont()).horizontalAdvance(title) <= width();
+    }
+    return titleFits_;
 }
 
 double CompCurveGraphView::titleHeight() const { return titleOnOneLine() ? 18 : 32; }

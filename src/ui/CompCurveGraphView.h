@@ -51,6 +51,8 @@ protected:
 
 private:
     bool titleOnOneLine() const;
+    mutable int titleCheckedWidth_ = -1;
+    mutable bool titleFits_ = true;
     double titleHeight() const;
     std::optional<Handle> handleNear(QPointF pos) const;
     void drag(QPointF pos);

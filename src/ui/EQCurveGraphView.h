@@ -74,7 +74,8 @@ private:
     void paintStatic(QPainter& p) const;
     void paintScale(QPainter& p) const;
     void paintSpectrum(QPainter& p) const;
-    void paintCurve(QPainter& p);
+    void paintCurve(QPainter& p) const;
+    void computeCurve();
     void paintPoints(QPainter& p) const;
 
     MasterParams params_;
@@ -84,7 +85,10 @@ private:
     std::vector<QPointF> curve_;  // widget coordinates, every 2 points of width; empty when stale
     QString readout_;
     std::optional<EQBand> dragged_, hovered_;
+    mutable int titleCheckedWidth_ = -1;
+    mutable bool titleFits_ = true;
     LayerCache static_;  // title, well and grid, under everything
+    LayerCache curveLayer_;  // the response, redrawn only when the settings or the rate change
     LayerCache scale_;   // dB and frequency labels, over the spectrum so it never hides them
 };
 

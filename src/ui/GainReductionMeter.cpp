@@ -16,7 +16,7 @@ constexpr double readoutHeight = 16;
 constexpr double barWidth = 12;
 constexpr double labelHalf = 6;
 
-double scaleWidth() { return QFontMetricsF(theme::monoFont(theme::scalePx)).horizontalAdvance(QStringLiteral("-20")) + 1; }
+double scaleWidth() { return theme::scaleLabelWidth() + 1; }
 
 }  // namespace
 

@@ -22,16 +22,19 @@ void StudioPanel::setTitle(const QString& title) {
     title_ = title;
     setAccessibleName(title);
     relayout();
+    face_.invalidate();
     update();
 }
 
 void StudioPanel::setRadius(double radius) {
     radius_ = radius;
+    face_.invalidate();
     update();
 }
 
 void StudioPanel::setGlow(std::optional<QColor> glow) {
     glow_ = glow;
+    face_.invalidate();
     update();
 }
 
@@ -43,6 +46,8 @@ void StudioPanel::setHeaderWidget(QWidget* widget) {
         widget->show();
     }
     relayout();
+    face_.invalidate();  // the title's room depends on the header
+    update();
 }
 
 void StudioPanel::relayout() {
@@ -57,6 +62,7 @@ void StudioPanel::relayout() {
 
 void StudioPanel::resizeEvent(QResizeEvent* e) {
     QWidget::resizeEvent(e);
+    face_.invalidate();
     relayout();
 }
 
@@ -69,6 +75,10 @@ QSize StudioPanel::minimumSizeHint() const {
 
 void StudioPanel::paintEvent(QPaintEvent*) {
     QPainter p(this);
+    face_.paint(p, size(), [this](QPainter& layer) { paintFace(layer); });
+}
+
+void StudioPanel::paintFace(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
     const QRectF face = QRectF(rect()).adjusted(inset, inset, -inset, -inset);
     if (glow_) {

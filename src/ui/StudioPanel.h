@@ -8,6 +8,8 @@
 #include <QWidget>
 #include <optional>
 
+#include "ui/LayerCache.h"
+
 namespace velmora {
 
 class StudioPanel : public QWidget {
@@ -31,11 +33,15 @@ protected:
 
 private:
     void relayout();
+    void paintFace(QPainter& p) const;
 
     QString title_;
     double radius_;
     std::optional<QColor> glow_;
     QPointer<QWidget> header_;
+    // Children without a background of their own (every live meter) make Qt repaint the panel
+    // under them at each of their frames: the face is drawn once and copied.
+    LayerCache face_;
 };
 
 }  // namespace velmora

@@ -1,8 +1,10 @@
 #include "ui/StudioTheme.h"
 
+#include <QFontMetricsF>
 #include <QPaintEngine>
 #include <QPainter>
 #include <cmath>
+#include <map>
 
 namespace velmora::theme {
 
@@ -26,18 +28,35 @@ QFont face(const char* family, int pixelSize, QFont::Weight weight) {
 }  // namespace
 
 QFont captionFont() {
-    QFont f = face("DejaVu Sans", captionPx, QFont::Bold);
-    f.setLetterSpacing(QFont::AbsoluteSpacing, 0.6);
-    return f;
+    static const QFont caption = [] {
+        QFont f = face("DejaVu Sans", captionPx, QFont::Bold);
+        f.setLetterSpacing(QFont::AbsoluteSpacing, 0.6);
+        return f;
+    }();
+    return caption;
 }
 
-QFont bodyFont() { return face("DejaVu Sans", bodyPx, QFont::Normal); }
+QFont bodyFont() {
+    static const QFont body = face("DejaVu Sans", bodyPx, QFont::Normal);
+    return body;
+}
 
 QFont monoFont(int pixelSize, bool bold) {
-    QFont f = face("DejaVu Sans Mono", pixelSize, bold ? QFont::Bold : QFont::Normal);
-    f.setStyleHint(QFont::Monospace);
-    f.setFixedPitch(true);
-    return f;
+    // A handful of sizes in all; the main thread is the only caller.
+    static std::map<std::pair<int, bool>, QFont> made;
+    auto it = made.find({pixelSize, bold});
+    if (it == made.end()) {
+        QFont f = face("DejaVu Sans Mono", pixelSize, bold ? QFont::Bold : QFont::Normal);
+        f.setStyleHint(QFont::Monospace);
+        f.setFixedPitch(true);
+        it = made.emplace(std::pair{pixelSize, bold}, f).first;
+    }
+    return it->second;
+}
+
+double scaleLabelWidth() {
+    static const double width = QFontMetricsF(monoFont(scalePx)).horizontalAdvance(QStringLiteral("-60"));
+    return width;
 }
 
 QPalette studioPalette() {
@@ -74,6 +93,29 @@ QRectF snapped(const QRectF& r, double dpr) {
     const auto snap = [dpr](double v) { return std::round(v * dpr) / dpr; };
     const double left = snap(r.left()), top = snap(r.top());
     return QRectF(left, top, snap(r.right()) - left, snap(r.bottom()) - top);
+}
+
+QPen hairline(const QColor& colour) {
+    QPen pen(colour, 1);
+    pen.setCosmetic(true);
+    return pen;
+}
+
+void drawThickPolyline(QPainter& painter, const QPointF* points, int count, const QColor& colour, double width) {
+    const double dpr = devicePixelRatio(painter);
+    const int strokes = std::max(1, int(std::lround(width * dpr)));
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(hairline(colour));
+    for (int k = 0; k < strokes; ++k) {
+        const double offset = (k - (strokes - 1) / 2.0) / dpr;
+        for (const QPointF shift : {QPointF(0, offset), QPointF(offset, 0)}) {
+            painter.translate(shift);
+            painter.drawPolyline(points, count);
+            painter.translate(-shift);
+        }
+    }
+    painter.restore();
 }
 
 void paintPanel(QPainter& painter, const QRectF& r, double radius, const QColor& fill) {

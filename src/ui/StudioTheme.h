@@ -62,9 +62,13 @@ inline constexpr int scalePx = 9;      // meter and graph scales
 inline constexpr int readoutPx = 11;   // values under knobs, small meter readouts
 inline constexpr int bigReadoutPx = 40;
 
+// The faces are made once and shared: components ask for them on every paint.
 QFont captionFont();                      // sans, bold, slightly spaced
 QFont bodyFont();                         // sans
 QFont monoFont(int pixelSize, bool bold = false);  // tabular figures for every number
+// Width of the widest meter scale label ("-60") in the scale face, measured once: geometry that
+// depends on it is asked for per segment.
+double scaleLabelWidth();
 
 // The dark palette for QApplication::setPalette, so stock widgets placed between the studio
 // components (menus, scroll bars, text fields) match them.
@@ -77,6 +81,14 @@ double devicePixelRatio(const QPainter& painter);
 
 // `r` with its edges moved onto whole device pixels, so fills stay sharp at any ratio.
 QRectF snapped(const QRectF& r, double dpr);
+
+// A polyline `width` logical pixels thick, drawn as antialiased hairlines side by side (offset
+// across and along). Qt's raster engine strokes hairlines on a fast path and anything wider
+// through a general stroker some twenty times slower: too slow for a response curve redrawn
+// while one of its points is dragged.
+void drawThickPolyline(QPainter& painter, const QPointF* points, int count, const QColor& colour, double width);
+// A hairline of one device pixel, the cheap stroke at any ratio.
+QPen hairline(const QColor& colour);
 
 // The recessed panel every component sits on: fill, 1 px border, rounded corners.
 void paintPanel(QPainter& painter, const QRectF& r, double radius = panelRadius,

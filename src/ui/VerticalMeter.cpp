@@ -17,7 +17,7 @@ constexpr double barWidth = 14;
 constexpr double labelGap = 5;
 constexpr double labelHalf = 6;
 
-double scaleWidth() { return QFontMetricsF(theme::monoFont(theme::scalePx)).horizontalAdvance(QStringLiteral("-60")) + 1; }
+double scaleWidth() { return theme::scaleLabelWidth() + 1; }
 double columnWidth() { return 3 + barWidth + 3 + labelGap + scaleWidth(); }
 
 }  // namespace

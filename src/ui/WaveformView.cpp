@@ -39,6 +39,7 @@ void WaveformView::setPlaying(bool playing) {
 
 void WaveformView::resizeEvent(QResizeEvent* e) {
     QWidget::resizeEvent(e);
+    well_.invalidate();
     played_.invalidate();
     ahead_.invalidate();
 }
@@ -73,11 +74,13 @@ void WaveformView::paintPeaks(QPainter& p, const QColor& colour) const {
 
 void WaveformView::paintEvent(QPaintEvent*) {
     QPainter p(this);
-    p.setRenderHint(QPainter::Antialiasing);
     const QRectF all(rect());
-    theme::paintPanel(p, all, theme::controlRadius + 2, theme::well);
-    p.setPen(QPen(theme::grid, 1));
-    p.drawLine(QPointF(1, height() / 2.0 + 0.5), QPointF(width() - 1, height() / 2.0 + 0.5));
+    well_.paint(p, size(), [&](QPainter& layer) {
+        theme::paintPanel(layer, all, theme::controlRadius + 2, theme::well);
+        layer.setPen(QPen(theme::grid, 1));
+        layer.drawLine(QPointF(1, height() / 2.0 + 0.5), QPointF(width() - 1, height() / 2.0 + 0.5));
+    });
+    p.setRenderHint(QPainter::Antialiasing);
 
     // Inside the well's border, split at the cursor.
     const double x = cursorX();

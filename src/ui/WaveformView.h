@@ -42,6 +42,7 @@ private:
     std::vector<float> peaks_;
     double progress_ = 0;
     bool playing_ = false;
+    LayerCache well_;
     LayerCache played_, ahead_;  // the same waveform in the two colours, split at the cursor
 };
 
