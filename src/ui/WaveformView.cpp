@@ -92,12 +92,14 @@ void WaveformView::paintEvent(QPaintEvent*) {
     ahead_.paint(p, size(), [this](QPainter& layer) { paintPeaks(layer, theme::withAlpha(theme::textSecondary, 0.55)); });
     p.restore();
 
+    // At the very start or end the cursor stays whole inside the view.
     const QColor cursor = playing_ ? theme::textPrimary : theme::withAlpha(theme::textPrimary, 0.7);
-    p.fillRect(QRectF(x - 0.75, 1, 1.5, height() - 2), cursor);
+    const double line = std::clamp(x, 0.75, width() - 0.75), capX = std::clamp(x, 5.0, width() - 5.0);
+    p.fillRect(QRectF(line - 0.75, 1, 1.5, height() - 2), cursor);
     QPainterPath cap;
-    cap.moveTo(x - 5, 1);
-    cap.lineTo(x + 5, 1);
-    cap.lineTo(x, 7);
+    cap.moveTo(capX - 5, 1);
+    cap.lineTo(capX + 5, 1);
+    cap.lineTo(line, 7);
     cap.closeSubpath();
     p.fillPath(cap, playing_ ? theme::accent : cursor);
 }
