@@ -107,6 +107,16 @@ TEST(EQCurveGraphView, DrawnCurveStandsAtTheComputedHeightAtRatios1And2) {
     }
 }
 
+TEST(EQCurveGraphView, PeakLineDecaysTo92PercentAndRestartsOnANewBandCount) {
+    EQCurveGraphView g;
+    g.setSpectrum({0.5f, 0.8f, 0.1f});
+    EXPECT_EQ(g.peakHold(), (std::vector<float>{0.5f, 0.8f, 0.1f}));
+    g.setSpectrum({0.6f, 0.2f, 0.0f});
+    EXPECT_EQ(g.peakHold(), (std::vector<float>{0.6f, 0.92f * 0.8f, 0.92f * 0.1f}));
+    g.setSpectrum(std::vector<float>(256, 0.3f));
+    EXPECT_EQ(g.peakHold(), std::vector<float>(256, 0.3f));
+}
+
 TEST(EQCurveGraphView, PointDragsClampToTheBandRanges) {
     auto g = graph(shapedChain(), 48000);
     QSignalSpy edits(g.get(), &EQCurveGraphView::paramsEdited);

@@ -54,6 +54,24 @@ TEST(SegmentedMeters, LoudnessMeterAtMinus5LightsFromMinus4DownInTheZoneColours)
     expectSegments(meter, 1.0, -29, "bigmeter-m30");
 }
 
+TEST(SegmentedMeters, TargetIsMarkedAcrossTheBarOverTheLitSegments) {
+    BigMeter meter("INTÉGRÉE", "LUFS", false);
+    meter.resize(meter.sizeHint());
+    meter.setTarget(-23);
+    meter.setValue(-14);
+    for (double ratio : {1.0, 2.0}) {
+        const QImage image = snapshot(meter, ratio);
+        const QRectF bar = meter.barRect();
+        const double y = bar.top() + bar.height() * 23 / 60;
+        // A white line over a yellow segment: blue only comes from the line.
+        const QColor line = pixelAt(image, QPointF(bar.center().x(), y));
+        EXPECT_GT(line.blue(), 150) << line.name().toStdString();
+        EXPECT_LE(colourDistance(pixelAt(image, QPointF(bar.right() + 5, y)), theme::accent), 40);
+        // Elsewhere the lit yellow segment shows as it is.
+        EXPECT_LE(colourDistance(pixelAt(image, meter.segmentRect(20).center()), zoneOf(-20)), 2);
+    }
+}
+
 TEST(SegmentedMeters, UnmeasurableValuesLightNothing) {
     VerticalMeter meter("S", false);
     meter.resize(meter.sizeHint());

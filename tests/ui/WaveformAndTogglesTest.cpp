@@ -5,6 +5,7 @@
 
 #include "ui/LedToggle.h"
 #include "ui/StudioSegmentButton.h"
+#include "ui/StudioTheme.h"
 #include "ui/WaveformView.h"
 #include "UiTesting.h"
 
@@ -34,6 +35,31 @@ TEST(WaveformView, ClicksSeekToTheFractionOfTheWidthClampedToTheFile) {
     // A hover is not a seek.
     sendMouse(view, QEvent::MouseMove, QPointF(300, 40), Qt::NoButton, Qt::NoButton);
     EXPECT_EQ(seeks.count(), 4);
+}
+
+TEST(WaveformView, DrawsThePeaksPlayedInTheAccentAndTheRestInGrey) {
+    WaveformView view;
+    view.resize(600, 96);
+    std::vector<float> peaks(1024, 0.8f);
+    std::fill(peaks.begin() + 768, peaks.end(), 0.0f);  // the last quarter is silent
+    view.setPeaks(peaks);
+    view.setProgress(0.3);
+    const double mid = view.height() / 2.0, half = mid - 6;
+    for (double ratio : {1.0, 2.0}) {
+        SCOPED_TRACE(ratio);
+        const QImage image = snapshot(view, ratio);
+        keepForReview(image, "waveform");
+        const QPointF played(0.15 * view.width(), mid - 0.6 * half), ahead(0.5 * view.width(), mid + 0.6 * half);
+        EXPECT_LE(colourDistance(pixelAt(image, played), theme::accent), 2);
+        // The secondary text colour at 55 % over the well.
+        const auto mix = [](int well, int text) { return int(std::lround(0.45 * well + 0.55 * text)); };
+        const QColor grey(mix(theme::well.red(), theme::textSecondary.red()), mix(theme::well.green(), theme::textSecondary.green()),
+                          mix(theme::well.blue(), theme::textSecondary.blue()));
+        EXPECT_LE(colourDistance(pixelAt(image, ahead), grey), 2) << pixelAt(image, ahead).name().toStdString();
+        // Beyond the peak's height, and in the silent quarter, the well shows.
+        EXPECT_LE(colourDistance(pixelAt(image, QPointF(0.5 * view.width(), mid - 0.9 * half)), theme::well), 2);
+        EXPECT_LE(colourDistance(pixelAt(image, QPointF(0.9 * view.width(), mid - 0.3 * half)), theme::well), 2);
+    }
 }
 
 TEST(LedToggle, ClickFlipsAndReportsItAndScreenReadersReadTheState) {
