@@ -1,6 +1,5 @@
 #include "ui/CompCurveGraphView.h"
 
-#include <QFontMetricsF>
 #include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
@@ -12,7 +11,6 @@ namespace velmora {
 
 namespace {
 
-const QString title = QStringLiteral("COURBE DE TRANSFERT (ENTRÉE → SORTIE) · glissez le coude / le haut");
 constexpr double spanDB = 60;  // both axes run from -60 to 0 dB
 constexpr double axisWidth = 24;
 constexpr double axisHeight = 16;
@@ -55,19 +53,8 @@ void CompCurveGraphView::resizeEvent(QResizeEvent* e) {
     static_.invalidate();
 }
 
-bool CompCurveGraphView::titleOnOneLine() const {
-    // Geometry asks this for every point it places: measure the title once per width.
-    if (titleCheckedWidth_ != width()) {
-        titleCheckedWidth_ = width();
-        titleFits_ = QFontMetricsF(theme::captionFont()).horizontalAdvance(title) <= width();
-    }
-    return titleFits_;
-}
-
-double CompCurveGraphView::titleHeight() const { return titleOnOneLine() ? 18 : 32; }
-
 QRectF CompCurveGraphView::plotRect() const {
-    const double top = titleHeight() + titleGap;
+    const double top = title_.height(width()) + titleGap;
     return QRectF(axisWidth, top, std::max(40.0, width() - axisWidth - rightMargin),
                   std::max(40.0, height() - top - axisHeight));
 }
@@ -151,17 +138,7 @@ void CompCurveGraphView::leaveEvent(QEvent*) {
 
 void CompCurveGraphView::paintStatic(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
-    p.setFont(theme::captionFont());
-    if (titleOnOneLine()) {
-        p.setPen(theme::textSecondary);
-        p.drawText(QRectF(0, 0, width(), 18), Qt::AlignLeft | Qt::AlignVCenter, title);
-    } else {
-        const qsizetype split = title.indexOf(QStringLiteral(" · "));
-        p.setPen(theme::textPrimary);
-        p.drawText(QRectF(0, 0, width(), 16), Qt::AlignLeft | Qt::AlignVCenter, title.left(split));
-        p.setPen(theme::textSecondary);
-        p.drawText(QRectF(0, 15, width(), 16), Qt::AlignLeft | Qt::AlignVCenter, title.mid(split + 3));
-    }
+    title_.paint(p, width());
 
     const QRectF plot = plotRect();
     theme::paintPanel(p, plot, theme::controlRadius + 2, theme::well);

@@ -8,6 +8,7 @@
 #include <QWidget>
 #include <optional>
 
+#include "ui/GraphTitle.h"
 #include "ui/LayerCache.h"
 
 namespace velmora {
@@ -50,14 +51,11 @@ protected:
     void leaveEvent(QEvent*) override;
 
 private:
-    bool titleOnOneLine() const;
-    mutable int titleCheckedWidth_ = -1;
-    mutable bool titleFits_ = true;
-    double titleHeight() const;
     std::optional<Handle> handleNear(QPointF pos) const;
     void drag(QPointF pos);
     void paintStatic(QPainter& p) const;
 
+    GraphTitle title_{QStringLiteral("COURBE DE TRANSFERT (ENTRÉE → SORTIE) · glissez le coude / le haut")};
     double threshold_ = -18, ratio_ = 2, makeup_ = 0;
     std::optional<Handle> dragged_, hovered_;
     LayerCache static_;

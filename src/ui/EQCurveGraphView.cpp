@@ -14,7 +14,6 @@ namespace velmora {
 
 namespace {
 
-const QString title = QStringLiteral("RÉPONSE EN FRÉQUENCE DE L'ÉGALISEUR · glissez les points · ⌥ = Q");
 constexpr double axisHeight = 16;
 constexpr double grabRadius = 12;
 constexpr double lowestHz = 20;
@@ -66,11 +65,11 @@ EQCurveGraphView::EQCurveGraphView(QWidget* parent) : QWidget(parent) {
 
 void EQCurveGraphView::setParams(const MasterParams& params) {
     if (params == params_) return;
-    const auto before = fiveBandSections(params_, sampleRate_);
-    const bool switched = params.eqOn != params_.eqOn || params.hpfOn != params_.hpfOn;
+    std::vector<Biquad> sections = fiveBandSections(params, sampleRate_);
+    const bool redraw = sections != sections_ || params.eqOn != params_.eqOn;  // eqOn colours the curve
     params_ = params;
-    sections_ = fiveBandSections(params_, sampleRate_);
-    if (sections_ != before || switched) curveChanged();
+    sections_ = std::move(sections);
+    if (redraw) curveChanged();
     else update();  // a point moved within the gate: the curve stays, the point does not
 }
 
@@ -106,19 +105,8 @@ void EQCurveGraphView::resizeEvent(QResizeEvent* e) {
     curve_.clear();
 }
 
-bool EQCurveGraphView::titleOnOneLine() const {
-    // Geometry asks this for every point it places: measure the title once per width.
-    if (titleCheckedWidth_ != width()) {
-        titleCheckedWidth_ = width();
-        titleFits_ = QFontMetricsF(theme::captionFont()).horizontalAdvance(title) <= width();
-    }
-    return titleFits_;
-}
-
-double EQCurveGraphView::titleHeight() const { return titleOnOneLine() ? 18 : 32; }
-
 QRectF EQCurveGraphView::plotRect() const {
-    const double top = titleHeight() + 2;
+    const double top = title_.height(width()) + 2;
     return QRectF(0, top, width(), std::max(40.0, height() - top - axisHeight));
 }
 
@@ -221,18 +209,7 @@ void EQCurveGraphView::leaveEvent(QEvent*) {
 
 void EQCurveGraphView::paintStatic(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
-    p.setFont(theme::captionFont());
-    if (titleOnOneLine()) {
-        p.setPen(theme::textSecondary);
-        p.drawText(QRectF(0, 0, width(), 18), Qt::AlignLeft | Qt::AlignVCenter, title);
-    } else {
-        // Too narrow for one line: the name above, the gestures under it.
-        const qsizetype split = title.indexOf(QStringLiteral(" · "));
-        p.setPen(theme::textPrimary);
-        p.drawText(QRectF(0, 0, width(), 16), Qt::AlignLeft | Qt::AlignVCenter, title.left(split));
-        p.setPen(theme::textSecondary);
-        p.drawText(QRectF(0, 15, width(), 16), Qt::AlignLeft | Qt::AlignVCenter, title.mid(split + 3));
-    }
+    title_.paint(p, width());
 
     const QRectF plot = plotRect();
     theme::paintPanel(p, plot, theme::controlRadius + 2, theme::well);
@@ -309,7 +286,9 @@ void EQCurveGraphView::paintSpectrum(QPainter& p) const {
 void EQCurveGraphView::computeCurve() {
     // The response every 2 points of width, and at the right edge.
     const QRectF plot = plotRect();
+    curvePlot_ = plot;
     curve_.clear();
+    curveLayer_.invalidate();
     for (double x = 0;; x = std::min(x + 2, plot.width())) {
         curve_.emplace_back(plot.left() + x, plot.top() + yForGain(curveDB(x)));
         if (x >= plot.width()) break;
@@ -351,7 +330,7 @@ void EQCurveGraphView::paintEvent(QPaintEvent*) {
     p.setClipRect(plotRect().adjusted(1, 1, -1, -1));
     paintSpectrum(p);
     p.restore();
-    if (curve_.empty()) computeCurve();
+    if (curve_.empty() || curvePlot_ != plotRect()) computeCurve();
     curveLayer_.paint(p, size(), [this](QPainter& layer) { paintCurve(layer); });
     scale_.paint(p, size(), [this](QPainter& layer) { paintScale(layer); });
     paintPoints(p);

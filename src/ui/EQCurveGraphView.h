@@ -8,6 +8,7 @@
 // follows the pointer's height (bottom 0.3, top 3.0), and the other bands stay as they are.
 // Alt is what the title says; Ctrl and Shift are there because many window managers take
 // Alt-drag for themselves. The view keeps what it shows; edits go out through paramsEdited().
+#include <QRectF>
 #include <QString>
 #include <QWidget>
 #include <optional>
@@ -15,6 +16,7 @@
 
 #include "mastering/MasterParams.h"
 #include "measurement/Biquad.h"
+#include "ui/GraphTitle.h"
 #include "ui/LayerCache.h"
 
 namespace velmora {
@@ -66,8 +68,6 @@ protected:
     void leaveEvent(QEvent*) override;
 
 private:
-    bool titleOnOneLine() const;
-    double titleHeight() const;
     std::optional<EQBand> bandNear(QPointF pos) const;
     void drag(QPointF pos, Qt::KeyboardModifiers modifiers);
     void curveChanged();
@@ -78,18 +78,18 @@ private:
     void computeCurve();
     void paintPoints(QPainter& p) const;
 
+    GraphTitle title_{QStringLiteral("RÉPONSE EN FRÉQUENCE DE L'ÉGALISEUR · glissez les points · ⌥ = Q")};
     MasterParams params_;
     double sampleRate_ = 48000;
     std::vector<float> spectrum_, peakHold_;
     std::vector<Biquad> sections_;
     std::vector<QPointF> curve_;  // widget coordinates, every 2 points of width; empty when stale
+    QRectF curvePlot_;            // the plot curve_ was laid out in
     QString readout_;
     std::optional<EQBand> dragged_, hovered_;
-    mutable int titleCheckedWidth_ = -1;
-    mutable bool titleFits_ = true;
-    LayerCache static_;  // title, well and grid, under everything
+    LayerCache static_;      // title, well and grid, under everything
     LayerCache curveLayer_;  // the response, redrawn only when the settings or the rate change
-    LayerCache scale_;   // dB and frequency labels, over the spectrum so it never hides them
+    LayerCache scale_;       // dB and frequency labels, over the spectrum so it never hides them
 };
 
 }  // namespace velmora
