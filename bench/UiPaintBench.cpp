@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include <QWidget>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <memory>

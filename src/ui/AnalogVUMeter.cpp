@@ -14,11 +14,6 @@ namespace {
 
 constexpr double footer = 22;  // title and readout under the pivot
 
-QPointF polar(QPointF centre, double radius, double degrees) {
-    const double a = degrees * std::numbers::pi / 180.0;
-    return {centre.x() + radius * std::sin(a), centre.y() - radius * std::cos(a)};
-}
-
 }  // namespace
 
 AnalogVUMeter::AnalogVUMeter(QWidget* parent) : QWidget(parent), accent_(theme::accent) {
@@ -134,9 +129,9 @@ void AnalogVUMeter::paintFace(QPainter& p) const {
         const bool major = std::fmod(std::fabs(d), step) < 1e-9;
         const QColor colour = d > 0 ? theme::zoneRed : theme::textPrimary;
         p.setPen(QPen(theme::withAlpha(colour, major ? 0.85 : 0.5), major ? 1.5 : 1));
-        p.drawLine(polar(c, r + 1, a), polar(c, r + (major ? 7 : 4), a));
+        p.drawLine(theme::onDial(c, r + 1, a), theme::onDial(c, r + (major ? 7 : 4), a));
         if (!major) continue;
-        const QPointF at = polar(c, r + 15, a);
+        const QPointF at = theme::onDial(c, r + 15, a);
         p.setPen(theme::withAlpha(colour, 0.85));
         p.drawText(QRectF(at.x() - 16, at.y() - 7, 32, 14), Qt::AlignCenter, QString::asprintf("%+.0f", d));
     }
@@ -154,9 +149,9 @@ void AnalogVUMeter::paintEvent(QPaintEvent*) {
     const QPointF c = pivot();
     const double a = needleAngle(value_);
     p.setPen(QPen(theme::withAlpha(accent_, 0.3), 4, Qt::SolidLine, Qt::RoundCap));
-    p.drawLine(polar(c, 8, a), polar(c, radius() - 2, a));
+    p.drawLine(theme::onDial(c, 8, a), theme::onDial(c, radius() - 2, a));
     p.setPen(QPen(accent_, 1.6, Qt::SolidLine, Qt::RoundCap));
-    p.drawLine(polar(c, 8, a), polar(c, radius() - 2, a));
+    p.drawLine(theme::onDial(c, 8, a), theme::onDial(c, radius() - 2, a));
     p.setPen(QPen(theme::panelBorder, 1));
     p.setBrush(theme::knobBody);
     p.drawEllipse(c, 5, 5);

@@ -7,7 +7,6 @@
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "ui/StudioTheme.h"
 
@@ -21,11 +20,6 @@ constexpr double valueHeight = theme::readoutPx + 5;
 constexpr double majorTick = 0.11, minorTick = 0.07;  // lengths, in knob diameters
 
 bool isMajor(int i) { return i == 0 || i == 5 || i == 10; }
-
-QPointF polar(QPointF centre, double radius, double degrees) {
-    const double a = degrees * std::numbers::pi / 180.0;
-    return {centre.x() + radius * std::sin(a), centre.y() - radius * std::cos(a)};
-}
 
 }  // namespace
 
@@ -151,7 +145,7 @@ QPointF SSLKnob::knobCentre() const { return knobSquare().center(); }
 
 QPointF SSLKnob::tickMidpoint(int i) const {
     const double length = (isMajor(i) ? majorTick : minorTick) * size_;
-    return polar(knobCentre(), size_ / 2.0 - length / 2, tickAngle(i));
+    return theme::onDial(knobCentre(), size_ / 2.0 - length / 2, tickAngle(i));
 }
 
 void SSLKnob::paintBody(QPainter& p) const {
@@ -188,7 +182,7 @@ void SSLKnob::paintEvent(QPaintEvent*) {
     for (int i = 0; i < tickCount; ++i) {
         const bool major = isMajor(i);
         const double length = (major ? majorTick : minorTick) * size_;
-        const QPointF a = polar(c, outerR - length, tickAngle(i)), b = polar(c, outerR, tickAngle(i));
+        const QPointF a = theme::onDial(c, outerR - length, tickAngle(i)), b = theme::onDial(c, outerR, tickAngle(i));
         const double widthPx = major ? 2.0 : 1.2;
         if (enabled && tickLit(i, angle)) {
             p.setPen(QPen(theme::withAlpha(color_, 0.6 * 0.5), widthPx + 2 * 2, Qt::SolidLine, Qt::RoundCap));
@@ -213,7 +207,7 @@ void SSLKnob::paintEvent(QPaintEvent*) {
 
     p.setPen(QPen(enabled ? theme::textPrimary : theme::textDisabled, std::max(2.0, size_ * 0.045),
                   Qt::SolidLine, Qt::RoundCap));
-    p.drawLine(polar(c, bodyR * 0.42, angle), polar(c, bodyR * 0.88, angle));
+    p.drawLine(theme::onDial(c, bodyR * 0.42, angle), theme::onDial(c, bodyR * 0.88, angle));
 
     p.setFont(theme::monoFont(theme::readoutPx));
     p.setPen(!enabled ? theme::textDisabled : dragStart_ ? theme::accent : theme::textPrimary);

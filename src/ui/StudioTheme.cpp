@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <cmath>
 #include <map>
+#include <numbers>
 
 namespace velmora::theme {
 
@@ -93,6 +94,11 @@ QRectF snapped(const QRectF& r, double dpr) {
     const auto snap = [dpr](double v) { return std::round(v * dpr) / dpr; };
     const double left = snap(r.left()), top = snap(r.top());
     return QRectF(left, top, snap(r.right()) - left, snap(r.bottom()) - top);
+}
+
+QPointF onDial(QPointF centre, double radius, double degrees) {
+    const double a = degrees * std::numbers::pi / 180.0;
+    return {centre.x() + radius * std::sin(a), centre.y() - radius * std::cos(a)};
 }
 
 QPen hairline(const QColor& colour) {

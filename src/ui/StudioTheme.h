@@ -82,6 +82,10 @@ double devicePixelRatio(const QPainter& painter);
 // `r` with its edges moved onto whole device pixels, so fills stay sharp at any ratio.
 QRectF snapped(const QRectF& r, double dpr);
 
+// The point `radius` from `centre` at `degrees` clockwise from straight up: how dials, knobs and
+// needles are read.
+QPointF onDial(QPointF centre, double radius, double degrees);
+
 // A polyline `width` logical pixels thick, drawn as antialiased hairlines side by side (offset
 // across and along). Qt's raster engine strokes hairlines on a fast path and anything wider
 // through a general stroker some twenty times slower: too slow for a response curve redrawn
