@@ -53,18 +53,6 @@ TEST(CompCurveGraphView, TopDragSetsTheRatioThatReachesThePointer) {
     EXPECT_EQ(g->ratio(), 1);
 }
 
-// Where the accent-coloured line crosses a pixel column, in logical units (-1 when it does not).
-double drawnLineY(const QImage& image, double x) {
-    const double dpr = image.devicePixelRatio();
-    const int column = int(std::floor(x * dpr));
-    double sum = 0, weight = 0;
-    for (int row = 0; row < image.height(); ++row) {
-        const QColor c = image.pixelColor(column, row);
-        if (c.red() > 200 && c.green() > 110 && c.green() < 200 && c.blue() < 110) sum += row + 0.5, weight += 1;
-    }
-    return weight > 0 ? sum / weight / dpr : -1;
-}
-
 TEST(CompCurveGraphView, DrawsTheStaticCurveWithItsMakeup) {
     auto g = graph(-20, 4, 3);
     const QRectF plot = g->plotRect();
@@ -76,7 +64,7 @@ TEST(CompCurveGraphView, DrawsTheStaticCurveWithItsMakeup) {
         keepForReview(image, "transfer-curve");
         for (double in : {-52.0, -40.0, -28.0, -12.0, -6.0}) {
             const double x = plot.left() + (in + 60) / 60 * plot.width();
-            EXPECT_NEAR(drawnLineY(image, x), plot.top() - expected(in) / 60 * plot.height(), 1.0) << in << " dB in";
+            EXPECT_NEAR(accentLineY(image, x), plot.top() - expected(in) / 60 * plot.height(), 1.0) << in << " dB in";
         }
     }
 }

@@ -70,21 +70,6 @@ TEST(EQCurveGraphView, GainsWithinTheGateAndNoHighPassDrawAFlatLine) {
     for (double x = 0; x <= g->plotRect().width(); x += 10) EXPECT_EQ(g->curveDB(x), 0);
 }
 
-// The curve's line is the accent colour at full strength; its fill and the grid are far darker.
-double drawnCurveY(const QImage& image, double x) {
-    const double dpr = image.devicePixelRatio();
-    const int column = int(std::floor(x * dpr));
-    double sum = 0, weight = 0;
-    for (int row = 0; row < image.height(); ++row) {
-        const QColor c = image.pixelColor(column, row);
-        if (c.red() > 200 && c.green() > 110 && c.green() < 200 && c.blue() < 110) {
-            sum += row + 0.5;
-            weight += 1;
-        }
-    }
-    return weight > 0 ? sum / weight / dpr : -1;
-}
-
 TEST(EQCurveGraphView, DrawnCurveStandsAtTheComputedHeightAtRatios1And2) {
     const MasterParams p = shapedChain();
     auto g = graph(p, 48000);
@@ -102,7 +87,7 @@ TEST(EQCurveGraphView, DrawnCurveStandsAtTheComputedHeightAtRatios1And2) {
             const double y0 = g->yForGain(expectedDB(p, 48000, g->frequencyAt(vertex)));
             const double y1 = g->yForGain(expectedDB(p, 48000, g->frequencyAt(vertex + 2)));
             const double expectedY = plot.top() + y0 + (y1 - y0) * (x - vertex) / 2;
-            EXPECT_NEAR(drawnCurveY(image, plot.left() + x), expectedY, 1.0) << hz << " Hz";
+            EXPECT_NEAR(accentLineY(image, plot.left() + x), expectedY, 1.0) << hz << " Hz";
         }
     }
 }

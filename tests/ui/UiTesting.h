@@ -43,6 +43,19 @@ inline int colourDistance(const QColor& a, const QColor& b) {
     return std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()), std::abs(a.blue() - b.blue())});
 }
 
+// Where a line in the accent colour at full strength crosses the pixel column under logical
+// x, in logical units; -1 when none does. Fills and grids in the accent are far darker.
+inline double accentLineY(const QImage& image, double x) {
+    const double dpr = image.devicePixelRatio();
+    const int column = int(std::floor(x * dpr));
+    double sum = 0, count = 0;
+    for (int row = 0; row < image.height(); ++row) {
+        const QColor c = image.pixelColor(column, row);
+        if (c.red() > 200 && c.green() > 110 && c.green() < 200 && c.blue() < 110) sum += row + 0.5, count += 1;
+    }
+    return count > 0 ? sum / count / dpr : -1;
+}
+
 // Saves a test's image for review by eye beside the build (VELMORA_SCREENSHOT_DIR); assertions
 // never compare whole images, since fonts differ between machines.
 inline void keepForReview(const QImage& image, const QString& name) {
