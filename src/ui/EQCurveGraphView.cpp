@@ -16,6 +16,7 @@ namespace {
 
 constexpr double axisHeight = 16;
 constexpr double grabRadius = 12;
+constexpr double dBScaleWidth = 40;  // the "+12" … "0 dB" labels at the plot's left
 constexpr double lowestHz = 20;
 constexpr double decades = 3;  // 20 Hz to 20 kHz
 
@@ -94,6 +95,7 @@ void EQCurveGraphView::setSpectrum(std::vector<float> spectrum) {
 void EQCurveGraphView::curveChanged() {
     curve_.clear();
     curveLayer_.invalidate();
+    curveMoving_ = true;
     update();
 }
 
@@ -229,6 +231,8 @@ void EQCurveGraphView::paintStatic(QPainter& p) const {
     };
     for (double dB : gridDB) horizontal(dB, theme::grid);
     horizontal(0, theme::withAlpha(theme::textSecondary, 0.45));
+    p.setRenderHint(QPainter::Antialiasing);
+    paintFrequencyAxis(p);  // under the plot, where the spectrum never reaches
 }
 
 void EQCurveGraphView::paintScale(QPainter& p) const {
@@ -238,9 +242,14 @@ void EQCurveGraphView::paintScale(QPainter& p) const {
     p.setPen(theme::withAlpha(Qt::white, 0.55));
     for (double dB : {12.0, 6.0, 0.0, -6.0, -12.0}) {
         const double y = plot.top() + yForGain(dB);
-        p.drawText(QRectF(plot.left() + 5, y - 11, 40, 10), Qt::AlignLeft | Qt::AlignBottom,
+        p.drawText(QRectF(plot.left() + 5, y - 11, dBScaleWidth - 5, 10), Qt::AlignLeft | Qt::AlignBottom,
                    dB == 0 ? QStringLiteral("0 dB") : QString::asprintf("%+.0f", dB));
     }
+}
+
+void EQCurveGraphView::paintFrequencyAxis(QPainter& p) const {
+    const QRectF plot = plotRect();
+    p.setFont(theme::monoFont(theme::scalePx));
     p.setPen(theme::withAlpha(Qt::white, 0.75));
     for (const auto& [hz, label] : labelledHz) {
         const double x = plot.left() + xForFrequency(hz);
@@ -331,8 +340,19 @@ void EQCurveGraphView::paintEvent(QPaintEvent*) {
     paintSpectrum(p);
     p.restore();
     if (curve_.empty() || curvePlot_ != plotRect()) computeCurve();
-    curveLayer_.paint(p, size(), [this](QPainter& layer) { paintCurve(layer); });
-    scale_.paint(p, size(), [this](QPainter& layer) { paintScale(layer); });
+    // A curve that changed since the last frame (a point or a knob in motion) is drawn
+    // straight away; it is kept as a layer once it has held still for a frame.
+    if (curveMoving_) {
+        p.save();
+        paintCurve(p);
+        p.restore();
+        curveMoving_ = false;
+    } else {
+        curveLayer_.paint(p, size(), [this](QPainter& layer) { paintCurve(layer); });
+    }
+    // The dB labels stand over the spectrum, so it never hides them; a strip as narrow as they
+    // are, since every pixel of a layer is blended again at each frame.
+    scale_.paint(p, QSize(int(dBScaleWidth), height()), [this](QPainter& layer) { paintScale(layer); });
     paintPoints(p);
 
     if (!readout_.isEmpty()) {

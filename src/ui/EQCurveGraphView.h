@@ -73,6 +73,7 @@ private:
     void curveChanged();
     void paintStatic(QPainter& p) const;
     void paintScale(QPainter& p) const;
+    void paintFrequencyAxis(QPainter& p) const;
     void paintSpectrum(QPainter& p) const;
     void paintCurve(QPainter& p) const;
     void computeCurve();
@@ -85,11 +86,12 @@ private:
     std::vector<Biquad> sections_;
     std::vector<QPointF> curve_;  // widget coordinates, every 2 points of width; empty when stale
     QRectF curvePlot_;            // the plot curve_ was laid out in
+    bool curveMoving_ = true;     // changed since the last paint: not worth keeping as a layer yet
     QString readout_;
     std::optional<EQBand> dragged_, hovered_;
     LayerCache static_;      // title, well and grid, under everything
     LayerCache curveLayer_;  // the response, redrawn only when the settings or the rate change
-    LayerCache scale_;       // dB and frequency labels, over the spectrum so it never hides them
+    LayerCache scale_;       // the dB labels
 };
 
 }  // namespace velmora

@@ -10,8 +10,12 @@ void LayerCache::paint(QPainter& painter, const QSize& size, const std::function
     if (size.isEmpty()) return;
     const double dpr = theme::devicePixelRatio(painter);
     if (!valid_ || size != size_ || dpr != dpr_) {
-        pixmap_ = QPixmap(size * dpr);
-        pixmap_.setDevicePixelRatio(dpr);
+        // A layer redrawn every frame (a curve while it is dragged) keeps its buffer: a new
+        // one would cost an allocation and its page faults each time.
+        if (size != size_ || dpr != dpr_ || pixmap_.isNull()) {
+            pixmap_ = QPixmap(size * dpr);
+            pixmap_.setDevicePixelRatio(dpr);
+        }
         pixmap_.fill(Qt::transparent);
         QPainter layer(&pixmap_);
         draw(layer);
