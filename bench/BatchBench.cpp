@@ -6,7 +6,6 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
-#include <QGuiApplication>
 #include <unistd.h>
 
 #include <chrono>
@@ -18,22 +17,13 @@
 #include "model/Model.h"
 #include "output/MasterWriter.h"
 #include "Programme.h"
+#include "QtApplication.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 constexpr int kFiles = 20;
 constexpr double kMinutes = 3.0;
-
-void ensureApplication() {
-    static QGuiApplication* app = nullptr;
-    if (app) return;
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "velmora_bench";
-    static char* argv[] = {name, nullptr};
-    app = new QGuiApplication(argc, argv);  // lives until the process ends: Qt objects outlive statics
-}
 
 void waitIdle(velmora::Model& model) {
     if (!model.busy()) return;
@@ -50,7 +40,7 @@ struct Batch {
     std::unique_ptr<velmora::Model> model;
 
     Batch() {
-        ensureApplication();
+        velmora::bench::ensureQtApplication();
         fs::remove_all(folder);
         fs::create_directories(folder / "in");
         const auto& source = velmora::bench::programmeWav24(kMinutes);

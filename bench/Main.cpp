@@ -32,6 +32,7 @@ public:
         for (const auto& [name, figures] : corePercent_)
             std::printf("%s: %.2f us per 64-frame block at 48 kHz = %.3f%% of one core (target <= 2%%)\n", name.c_str(),
                         figures.first / 1000.0, figures.second);
+        paintSummary();
         auto batch = seconds_.find("BM_BatchWithReports/iterations:3/manual_time");
         auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:3/manual_time");
         if (batch != seconds_.end() && bare != seconds_.end())
@@ -41,6 +42,22 @@ public:
     }
 
 private:
+    // The studio components' paints run in microseconds; the window redraws its live parts 20
+    // times a second, so each must stay under 1 ms.
+    void paintSummary() {
+        std::string slowest;
+        double slowestUS = 0;
+        int count = 0;
+        for (const auto& [name, us] : seconds_) {
+            if (name.rfind("BM_Paint", 0) != 0) continue;
+            ++count;
+            if (us > slowestUS) slowestUS = us, slowest = name;
+        }
+        if (count == 0) return;
+        std::printf("studio component paints: %d, slowest %s at %.0f us (target < 1000 us each)%s\n", count,
+                    slowest.c_str(), slowestUS, slowestUS < 1000 ? "" : "  ** OVER **");
+    }
+
     void ratio(const std::string& ours, const std::string& peer, const char* what) {
         auto a = throughput_.find(ours), b = throughput_.find(peer);
         if (a == throughput_.end() || b == throughput_.end()) return;

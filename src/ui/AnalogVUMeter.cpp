@@ -1,0 +1,176 @@
+#include "ui/AnalogVUMeter.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "ui/StudioTheme.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr double footer = 22;  // title and readout under the pivot
+
+}  // namespace
+
+AnalogVUMeter::AnalogVUMeter(QWidget* parent) : QWidget(parent), accent_(theme::accent) {
+    installStudioAccessibility();
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+}
+
+void AnalogVUMeter::changed() {
+    face_.invalidate();
+    update();
+}
+
+void AnalogVUMeter::setTitle(const QString& title) {
+    title_ = title;
+    setAccessibleName(title);
+    changed();
+}
+
+void AnalogVUMeter::setValue(double value) {
+    const bool moved = needleAngle(value) != needleAngle(value_) ||
+                       QString::asprintf("%.1f", value) != QString::asprintf("%.1f", value_);
+    value_ = value;
+    if (moved) {
+        announceValueChange(this, value);
+        update();
+    }
+}
+
+void AnalogVUMeter::setReference(double reference) {
+    reference_ = reference;
+    changed();
+}
+
+void AnalogVUMeter::setDeltas(double lowDelta, double highDelta) {
+    lowDelta_ = lowDelta;
+    highDelta_ = highDelta;
+    changed();
+}
+
+void AnalogVUMeter::setUnit(const QString& unit) {
+    unit_ = unit;
+    changed();
+}
+
+void AnalogVUMeter::setAccent(const QColor& accent) {
+    accent_ = accent;
+    update();
+}
+
+void AnalogVUMeter::setSweep(double degrees) {
+    sweep_ = degrees;
+    changed();
+}
+
+void AnalogVUMeter::resizeEvent(QResizeEvent* e) {
+    QWidget::resizeEvent(e);
+    face_.invalidate();
+}
+
+double AnalogVUMeter::needleAngle(double value) const {
+    const double span = highDelta_ - lowDelta_;
+    if (!(span > 0)) return -sweep_ / 2;
+    double delta = value - reference_;
+    if (std::isnan(delta)) delta = lowDelta_;
+    delta = std::clamp(delta, lowDelta_, highDelta_);
+    return (delta - lowDelta_) / span * sweep_ - sweep_ / 2;
+}
+
+QPointF AnalogVUMeter::pivot() const { return QPointF(width() / 2.0, height() - footer - 6); }
+
+double AnalogVUMeter::radius() const {
+    // The arc and its labels must fit above the pivot and between the sides at the widest angle.
+    const double half = std::min(sweep_ / 2, 90.0) * std::numbers::pi / 180.0;
+    const double byWidth = (width() / 2.0 - 22) / std::max(std::sin(half), 0.3);
+    return std::max(20.0, std::min(pivot().y() - 24, byWidth));
+}
+
+double AnalogVUMeter::labelStep() const {
+    // At most about seven labels on a step a sound engineer reads easily, both ends labelled
+    // when a step allows it.
+    const double span = highDelta_ - lowDelta_;
+    const auto onStep = [](double v, double step) { return std::fabs(std::remainder(v, step)) < 1e-9; };
+    for (double step : {1.0, 2.0, 3.0, 5.0, 6.0, 10.0, 12.0, 20.0})
+        if (span / step <= 6.5 && onStep(lowDelta_, step) && onStep(highDelta_, step)) return step;
+    for (double step : {1.0, 2.0, 3.0, 5.0, 6.0, 10.0, 12.0, 20.0})
+        if (span / step <= 6.5) return step;
+    return 30;
+}
+
+QSize AnalogVUMeter::sizeHint() const { return QSize(220, 150); }
+
+void AnalogVUMeter::paintFace(QPainter& p) const {
+    p.setRenderHint(QPainter::Antialiasing);
+    theme::paintPanel(p, QRectF(rect()), theme::panelRadius, theme::well);
+
+    const QPointF c = pivot();
+    const double r = radius();
+    const double start = -sweep_ / 2;
+    const auto arc = [&](double from, double to, const QColor& colour, double width) {
+        // QPainter's arcs run counter-clockwise from three o'clock in sixteenths of a degree.
+        p.setPen(QPen(colour, width, Qt::SolidLine, Qt::FlatCap));
+        p.setBrush(Qt::NoBrush);
+        const QRectF box(c.x() - r, c.y() - r, 2 * r, 2 * r);
+        p.drawArc(box, int(std::lround((90 - from) * 16)), int(std::lround(-(to - from) * 16)));
+    };
+    arc(start, needleAngle(reference_), theme::withAlpha(theme::textSecondary, 0.7), 1.5);
+    if (highDelta_ > 0) arc(needleAngle(reference_), sweep_ / 2, theme::zoneRed, 3);
+
+    const double step = labelStep();
+    p.setFont(theme::monoFont(theme::scalePx));
+    for (double d = std::ceil(lowDelta_ / (step / 2)) * (step / 2); d <= highDelta_ + 1e-9; d += step / 2) {
+        const double a = needleAngle(reference_ + d);
+        const bool major = std::fmod(std::fabs(d), step) < 1e-9;
+        const QColor colour = d > 0 ? theme::zoneRed : theme::textPrimary;
+        p.setPen(QPen(theme::withAlpha(colour, major ? 0.85 : 0.5), major ? 1.5 : 1));
+        p.drawLine(theme::onDial(c, r + 1, a), theme::onDial(c, r + (major ? 7 : 4), a));
+        if (!major) continue;
+        const QPointF at = theme::onDial(c, r + 15, a);
+        p.setPen(theme::withAlpha(colour, 0.85));
+        p.drawText(QRectF(at.x() - 16, at.y() - 7, 32, 14), Qt::AlignCenter, QString::asprintf("%+.0f", d));
+    }
+
+    p.setFont(theme::captionFont());
+    p.setPen(theme::textSecondary);
+    p.drawText(QRectF(10, height() - footer, width() - 20, footer - 4), Qt::AlignLeft | Qt::AlignVCenter, title_);
+}
+
+void AnalogVUMeter::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    face_.paint(p, size(), [this](QPainter& layer) { paintFace(layer); });
+    p.setRenderHint(QPainter::Antialiasing);
+
+    const QPointF c = pivot();
+    const double a = needleAngle(value_);
+    p.setPen(QPen(theme::withAlpha(accent_, 0.3), 4, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(theme::onDial(c, 8, a), theme::onDial(c, radius() - 2, a));
+    p.setPen(QPen(accent_, 1.6, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(theme::onDial(c, 8, a), theme::onDial(c, radius() - 2, a));
+    p.setPen(QPen(theme::panelBorder, 1));
+    p.setBrush(theme::knobBody);
+    p.drawEllipse(c, 5, 5);
+
+    p.setFont(theme::monoFont(theme::readoutPx));
+    p.setPen(std::isfinite(value_) ? theme::textPrimary : theme::textSecondary);
+    p.drawText(QRectF(10, height() - footer, width() - 20, footer - 4), Qt::AlignRight | Qt::AlignVCenter,
+               accessibleReading().value);
+}
+
+AccessibleReading AnalogVUMeter::accessibleReading() const {
+    AccessibleReading r;
+    r.role = QAccessible::Indicator;
+    r.value = std::isfinite(value_) ? QString::asprintf("%.1f", value_) + (unit_.isEmpty() ? QString() : QLatin1Char(' ') + unit_)
+                                    : QStringLiteral("—");
+    r.number = std::isfinite(value_) ? value_ : reference_ + lowDelta_;
+    r.minimum = reference_ + lowDelta_;
+    r.maximum = reference_ + highDelta_;
+    return r;
+}
+
+}  // namespace velmora

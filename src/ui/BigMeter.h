@@ -1,0 +1,37 @@
+#pragma once
+#include <QColor>
+
+#include "ui/SegmentedMeter.h"
+
+namespace velmora {
+
+// The large integrated-loudness meter: bar, scale every 6 dB (3 dB for true peak), the value
+// large beside it with its unit and the target, and a marker at the target on the bar.
+class BigMeter : public SegmentedMeter {
+    Q_OBJECT
+public:
+    explicit BigMeter(QWidget* parent = nullptr);
+    BigMeter(const QString& title, const QString& unit, bool isTP, QWidget* parent = nullptr);
+
+    void setUnit(const QString& unit);
+    // The readout's colour; the window colours it by the norm's verdict.
+    void setValueColor(const QColor& color);
+
+    QRectF barRect() const override;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+    AccessibleReading accessibleReading() const override;  // the readout with its unit
+
+protected:
+    int labelEvery() const override { return scale_.truePeak ? 3 : 6; }
+    void paintStatic(QPainter& p) const override;
+    void paintReadings(QPainter& p) const override;
+
+private:
+    double readoutLeft() const;
+
+    QString unit_;
+    QColor valueColor_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,27 @@
+#pragma once
+// The title line of a graph: the name, then what the pointer can do, after " · ". On one line
+// when the graph is wide enough, else the name above and the gestures under it, so nothing is
+// cut. Its height decides where the plot starts, which geometry asks for at every point it
+// places: the text is measured once per width.
+#include <QString>
+
+class QPainter;
+
+namespace velmora {
+
+class GraphTitle {
+public:
+    explicit GraphTitle(QString text) : text_(std::move(text)) {}
+
+    double height(int width) const;
+    void paint(QPainter& painter, int width) const;
+
+private:
+    bool fits(int width) const;
+
+    QString text_;
+    mutable int measuredFor_ = -1;
+    mutable bool fits_ = true;
+};
+
+}  // namespace velmora
