@@ -30,7 +30,7 @@ void useFrenchLabels(QFileDialog& dialog) {
 
 FilesOrFoldersDialog::FilesOrFoldersDialog(QWidget* parent, const QString& title, const QString& confirm,
                                            const QString& folder)
-    : QFileDialog(parent, title, folder) {
+    : QFileDialog(parent, title, folder), confirm_(confirm) {
     setOption(QFileDialog::DontUseNativeDialog);
     setFileMode(QFileDialog::ExistingFiles);
     setAcceptMode(QFileDialog::AcceptOpen);
@@ -45,8 +45,8 @@ void FilesOrFoldersDialog::showEvent(QShowEvent* event) {
     QFileDialog::showEvent(event);
     if (hooked_) return;
     hooked_ = true;
-    // Qt turns the button off whenever the selection holds no file (a folder alone); these
-    // connections come after its own and turn it on again.
+    // Qt turns the button off whenever the selection holds no file (a folder alone), and
+    // renames it; these connections come after its own and undo both.
     if (const auto* list = findChild<QListView*>(listName))
         connect(list->selectionModel(), &QItemSelectionModel::selectionChanged, this, &FilesOrFoldersDialog::keepOpenEnabled);
     if (const auto* edit = findChild<QLineEdit*>(fileNameEditName))
@@ -56,7 +56,12 @@ void FilesOrFoldersDialog::showEvent(QShowEvent* event) {
 
 void FilesOrFoldersDialog::keepOpenEnabled() {
     if (const auto* box = findChild<QDialogButtonBox*>(buttonBoxName))
-        if (QPushButton* open = box->button(QDialogButtonBox::Open)) open->setEnabled(true);
+        if (QPushButton* open = box->button(QDialogButtonBox::Open)) {
+            open->setEnabled(true);
+            // Qt renames it after a folder: here it opens the folder as a choice. (Its own
+            // label is the button's text by now.)
+            open->setText(confirm_);
+        }
 }
 
 QStringList FilesOrFoldersDialog::selectedEntries() const {

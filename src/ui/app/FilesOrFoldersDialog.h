@@ -25,6 +25,7 @@ private:
     QStringList selectedEntries() const;
     void keepOpenEnabled();
 
+    QString confirm_;
     QStringList chosen_;
     bool hooked_ = false;
 };
