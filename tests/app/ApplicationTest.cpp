@@ -51,21 +51,6 @@ TEST(Application, WindowComesBackWhereItWasLeft) {
     EXPECT_EQ(again.window().geometry().topLeft(), QPoint(40, 60));
 }
 
-TEST(Application, PreferencesOpenOnceFromTheMenu) {
-    ScratchDir dir;
-    VelmoraApp app(storeIn(dir));
-    app.start({});
-    EXPECT_EQ(app.preferences(), nullptr);
-    menuCommand(app.window(), "Préférences…")->trigger();
-    ASSERT_NE(app.preferences(), nullptr);
-    EXPECT_TRUE(app.preferences()->isVisible());
-    app.preferences()->close();
-    QWidget* first = app.preferences();
-    menuCommand(app.window(), "Préférences…")->trigger();
-    EXPECT_EQ(app.preferences(), first);
-    EXPECT_TRUE(first->isVisible());
-}
-
 // The installed program, off screen, with its settings in a folder of the test's own.
 CommandResult runVelmora(const ScratchDir& home, const std::string& arguments) {
     return runCommand("cd " + shellQuote(home.path().string()) + " && XDG_CONFIG_HOME=" +
