@@ -72,6 +72,8 @@ QString Model::proposedSaveName() const {
 
 // --- Save ---------------------------------------------------------------------------------------
 
+bool Model::canSaveMaster() const { return !busy_ && measuredAndFinite(selectedItem()); }
+
 void Model::saveMaster() {
     const FileItem* item = selectedItem();
     if (!measuredAndFinite(item)) {

@@ -101,11 +101,15 @@ void Model::openFiles() {
         choosers_ ? choosers_->chooseFilesOrFolders(QStringLiteral("Ouvrir des fichiers ou un dossier"), QStringLiteral("Ouvrir"))
                   : QStringList{};
     if (chosen.isEmpty()) return;
+    addFilesOrFolders(chosen);
+}
+
+void Model::addFilesOrFolders(const QStringList& paths) {
     auto accepted = [](const QString& path) {
         return isAcceptedExtension(path.toStdString());
     };
     QStringList kept;
-    for (const auto& path : chosen) {
+    for (const auto& path : paths) {
         const QFileInfo info(path);
         if (info.isDir()) {
             // Sorted, so a folder always queues in the same order.

@@ -54,6 +54,9 @@ public:
 
     // --- Queue and analysis -------------------------------------------------------------
     void openFiles();
+    // What the open panel does with its answer, for paths given any other way (the desktop
+    // application's arguments): folders are walked, files kept when their extension is accepted.
+    void addFilesOrFolders(const QStringList& paths);
     void addFiles(const QStringList& paths);
     void analyzeNext();
     void remeasureSelected();
@@ -69,6 +72,8 @@ public:
 
     // --- Jobs ----------------------------------------------------------------------------
     void saveMaster();
+    // saveMaster() would open its panel: a measured file is selected and no job runs.
+    bool canSaveMaster() const;
     void exportBatch();
     void startMultiMaster();
     void generateAB();

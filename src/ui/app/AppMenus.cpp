@@ -1,0 +1,65 @@
+#include "ui/app/AppMenus.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMainWindow>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+
+#include "model/Model.h"
+
+namespace velmora {
+
+namespace {
+
+// The platform's preferences keys, and Ctrl+, everywhere: most Linux desktops define none.
+QList<QKeySequence> preferencesShortcuts() {
+    QList<QKeySequence> keys = QKeySequence::keyBindings(QKeySequence::Preferences);
+    const QKeySequence comma(Qt::CTRL | Qt::Key_Comma);
+    if (!keys.contains(comma)) keys << comma;
+    return keys;
+}
+
+void showAbout(QWidget* parent) {
+    QMessageBox::about(parent, QStringLiteral("À propos de Velmora"),
+                       QStringLiteral("<p><b>Velmora %1</b></p>"
+                                      "<p>Mesure, vérifie et corrige la loudness des fichiers audio et vidéo "
+                                      "(ITU-R BS.1770-4, EBU R128) et écrit des masters conformes aux normes "
+                                      "de diffusion.</p>")
+                           .arg(QStringLiteral(VELMORA_VERSION)));
+}
+
+}  // namespace
+
+void installMenus(QMainWindow& window, Model& model, std::function<void()> showPreferences) {
+    QMenu* file = window.menuBar()->addMenu(QStringLiteral("&Fichier"));
+    QAction* open = file->addAction(QStringLiteral("Ouvrir un fichier ou un dossier…"), &model, &Model::openFiles);
+    open->setShortcut(QKeySequence::Open);
+    QAction* save = file->addAction(QStringLiteral("Enregistrer sous…"), &model, &Model::saveMaster);
+    save->setShortcut(QKeySequence::Save);
+    const auto updateSave = [save, &model] { save->setEnabled(model.canSaveMaster()); };
+    for (auto signal : {&Model::busyChanged, &Model::selectedIDChanged, &Model::queueChanged})
+        QObject::connect(&model, signal, save, updateSave);
+    updateSave();
+
+    file->addSeparator();
+    QAction* preferences = file->addAction(QStringLiteral("Préférences…"), &window, std::move(showPreferences));
+    preferences->setShortcuts(preferencesShortcuts());
+    preferences->setMenuRole(QAction::PreferencesRole);
+    file->addSeparator();
+    QAction* quit = file->addAction(QStringLiteral("Quitter"), qApp, &QApplication::closeAllWindows);
+    quit->setShortcut(Qt::CTRL | Qt::Key_Q);
+    quit->setMenuRole(QAction::QuitRole);
+
+    QMenu* help = window.menuBar()->addMenu(QStringLiteral("&Aide"));
+    QAction* about = help->addAction(QStringLiteral("À propos de Velmora"), &window, [&window] { showAbout(&window); });
+    about->setMenuRole(QAction::AboutRole);
+    // Velmora comes from the system's packages, and is updated with them: there is nothing to
+    // download from here.
+    help->addAction(QStringLiteral("Rechercher les mises à jour…"), &model, [&model] {
+        model.setGlobalStatus(QStringLiteral("Les mises à jour de Velmora arrivent par le gestionnaire de paquets du système."));
+    });
+}
+
+}  // namespace velmora

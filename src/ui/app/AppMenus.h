@@ -1,0 +1,14 @@
+#pragma once
+// The application's menu commands on a main window's menu bar: open, save as, preferences and
+// quit in "Fichier"; about and updates in "Aide". [main thread]
+#include <functional>
+
+class QMainWindow;
+
+namespace velmora {
+
+class Model;
+
+void installMenus(QMainWindow& window, Model& model, std::function<void()> showPreferences);
+
+}  // namespace velmora

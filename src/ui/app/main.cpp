@@ -1,0 +1,72 @@
+// velmora: the desktop application.
+//   velmora                  opens the window
+//   velmora FILE_OR_FOLDER…  opens it with those files queued and analysed (the desktop
+//                            entry's "Open with")
+// With VELMORA_QUIT_WHEN_IDLE set, the application closes once what it was given has been
+// analysed, exiting 0 when every file is ready and 1 otherwise: for scripts and tests.
+#include <QApplication>
+#include <QFontDatabase>
+#include <QIcon>
+#include <QLibraryInfo>
+#include <QStyleFactory>
+#include <QTimer>
+#include <QTranslator>
+#include <algorithm>
+#include <cstdio>
+
+#include "ui/StudioTheme.h"
+#include "ui/app/VelmoraApp.h"
+
+namespace {
+
+// The studio's colours need a style that follows the palette, whatever the desktop's theme.
+void useStudioLook(QApplication& app) {
+    app.setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    app.setPalette(velmora::theme::studioPalette());
+    app.setFont(velmora::theme::bodyFont());
+    for (const char* family : {"DejaVu Sans", "DejaVu Sans Mono"})
+        if (!QFontDatabase::families().contains(QString::fromLatin1(family)))
+            std::fprintf(stderr, "velmora: the %s font is missing (Debian: fonts-dejavu-core); "
+                                 "text will be drawn in a substitute\n", family);
+}
+
+// Velmora speaks French whatever the desktop's language: so do Qt's own buttons when its
+// translations are installed.
+void speakFrench(QApplication& app) {
+    auto* translator = new QTranslator(&app);
+    if (translator->load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QApplication::installTranslator(translator);
+}
+
+void quitWhenIdle(velmora::VelmoraApp& app, bool given) {
+    const auto finish = [&app, given] {
+        const auto& queue = app.model().queue();
+        const bool allReady = std::all_of(queue.begin(), queue.end(),
+                                          [](const velmora::FileItem& i) { return i.status == velmora::ItemStatus::ready; });
+        const int code = allReady && !(given && queue.empty()) ? 0 : 1;
+        app.window().close();
+        QCoreApplication::exit(code);
+    };
+    if (app.model().busy()) QObject::connect(&app.model(), &velmora::Model::idle, &app, finish, Qt::SingleShotConnection);
+    else QTimer::singleShot(0, &app, finish);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication qtApp(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Velmora"));
+    QApplication::setApplicationName(QStringLiteral("Velmora"));
+    QApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    // Ties the windows to velmora.desktop: its name and icon in the desktop's task switcher.
+    QGuiApplication::setDesktopFileName(QStringLiteral("velmora"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/velmora/AppIcon.png")));
+    useStudioLook(qtApp);
+    speakFrench(qtApp);
+
+    const QStringList paths = QApplication::arguments().mid(1);
+    velmora::VelmoraApp app;
+    app.start(paths);
+    if (qEnvironmentVariableIsSet("VELMORA_QUIT_WHEN_IDLE")) quitWhenIdle(app, !paths.isEmpty());
+    return QApplication::exec();
+}

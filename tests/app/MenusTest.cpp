@@ -1,0 +1,86 @@
+// The menu commands on the main window: their words and keys, and what they make the model do.
+#include <QTest>
+#include <fstream>
+#include <gtest/gtest.h>
+
+#include "AppTesting.h"
+#include "model/ModelTesting.h"
+#include "ui/app/AppMenus.h"
+#include "ui/app/MainWindowFactory.h"
+
+namespace velmora::test {
+namespace {
+
+TEST(Menus, CommandsWithTheirKeys) {
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    auto window = createMainWindow(model);
+    installMenus(*window, model, [] {});
+
+    const std::pair<QString, QKeySequence> commands[] = {
+        {"Ouvrir un fichier ou un dossier…", QKeySequence(Qt::CTRL | Qt::Key_O)},
+        {"Enregistrer sous…", QKeySequence(Qt::CTRL | Qt::Key_S)},
+        {"Quitter", QKeySequence(Qt::CTRL | Qt::Key_Q)},
+        {"À propos de Velmora", QKeySequence()},
+        {"Rechercher les mises à jour…", QKeySequence()},
+    };
+    for (const auto& [text, key] : commands) {
+        const QAction* a = menuCommand(*window, text);
+        ASSERT_NE(a, nullptr) << text.toStdString();
+        EXPECT_EQ(a->shortcut(), key) << text.toStdString();
+    }
+    const QAction* preferences = menuCommand(*window, "Préférences…");
+    ASSERT_NE(preferences, nullptr);
+    EXPECT_TRUE(preferences->shortcuts().contains(QKeySequence(Qt::CTRL | Qt::Key_Comma)));
+    for (const QKeySequence& k : QKeySequence::keyBindings(QKeySequence::Preferences))
+        EXPECT_TRUE(preferences->shortcuts().contains(k)) << k.toString().toStdString();
+
+    // The updates command follows the about item, in the same menu.
+    const auto helpActions = window->menuBar()->actions().last()->menu()->actions();
+    ASSERT_EQ(helpActions.size(), 2);
+    EXPECT_EQ(helpActions[0]->text(), "À propos de Velmora");
+    EXPECT_EQ(helpActions[1]->text(), "Rechercher les mises à jour…");
+
+    menuCommand(*window, "Rechercher les mises à jour…")->trigger();
+    EXPECT_TRUE(model.globalStatus().contains("gestionnaire de paquets du système")) << model.globalStatus().toStdString();
+}
+
+TEST(Menus, KeysOpenSaveAndShowThePreferences) {
+    ScratchDir dir;
+    writeFloatWav(dir / "tone.wav", sine(3.0, 0.25), 48000);
+    std::ofstream(dir / "notes.txt") << "not audio\n";
+    FixedChoosers choosers;
+    choosers.files = {q(dir / "tone.wav"), q(dir / "notes.txt")};
+    Model model(nullptr, &choosers);
+    auto window = createMainWindow(model);
+    int preferencesShown = 0;
+    installMenus(*window, model, [&] { ++preferencesShown; });
+    window->show();
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+
+    QAction* save = menuCommand(*window, "Enregistrer sous…");
+    EXPECT_FALSE(save->isEnabled()) << "nothing selected";
+
+    // The open panel's answer goes through its rule: the text file is left out.
+    QTest::keyClick(window.get(), Qt::Key_O, Qt::ControlModifier);
+    ASSERT_EQ(model.queue().size(), 1u);
+    EXPECT_EQ(model.queue()[0].name, "tone.wav");
+    EXPECT_FALSE(save->isEnabled()) << "selected but not measured yet";
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_TRUE(save->isEnabled());
+
+    choosers.saveFile = q(dir / "master.wav");
+    QTest::keyClick(window.get(), Qt::Key_S, Qt::ControlModifier);
+    EXPECT_TRUE(model.busy());
+    EXPECT_FALSE(save->isEnabled()) << "while the master is written";
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_TRUE(std::filesystem::exists(dir / "master.wav")) << model.globalStatus().toStdString();
+    EXPECT_TRUE(save->isEnabled());
+
+    QTest::keyClick(window.get(), Qt::Key_Comma, Qt::ControlModifier);
+    EXPECT_EQ(preferencesShown, 1);
+}
+
+}  // namespace
+}  // namespace velmora::test
