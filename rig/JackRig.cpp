@@ -31,7 +31,8 @@ PrivateJackServer::PrivateJackServer(Options options) {
     const std::string rate = std::to_string(options.sampleRate), period = std::to_string(options.periodFrames);
     std::vector<std::string> args = {"jackd"};
     if (options.synchronous) args.push_back("-S");
-    args.insert(args.end(), {"--no-realtime", "-n", name_, "-d", "dummy", "-r", rate, "-p", period});
+    args.push_back(options.realtime ? "-R" : "--no-realtime");
+    args.insert(args.end(), {"-n", name_, "-d", "dummy", "-r", rate, "-p", period});
     for (const auto& a : args) command_ += (command_.empty() ? "" : " ") + a;
     std::vector<char*> argv;
     for (auto& a : args) argv.push_back(a.data());

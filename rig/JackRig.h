@@ -16,8 +16,8 @@ namespace velmora::rig {
 // Polls `done` every 10 ms for at most `timeout`; its last answer.
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
 
-// jackd --no-realtime on the dummy driver under a name of its own, so it never meets the
-// user's server. Killed with the process that started it whatever happens.
+// jackd on the dummy driver under a name of its own, so it never meets the user's server.
+// Killed with the process that started it whatever happens.
 class PrivateJackServer {
 public:
     struct Options {
@@ -27,6 +27,9 @@ public:
         // output tests need on a busy machine without real-time scheduling. The xrun benchmark
         // runs the default asynchronous mode, which drops.
         bool synchronous = true;
+        // Real-time scheduling (-R), where the machine grants it; without it a busy machine
+        // makes the server late on its own.
+        bool realtime = false;
     };
     explicit PrivateJackServer(Options options);
     ~PrivateJackServer();
