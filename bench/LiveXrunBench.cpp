@@ -39,6 +39,8 @@ double runSeconds() {
     return seconds > 0 ? seconds : 600.0;
 }
 
+// Wall time around each render: without real-time scheduling the worst block also holds
+// whatever time the thread spent preempted inside it.
 class TimedSource final : public velmora::RenderSource {
 public:
     explicit TimedSource(std::shared_ptr<velmora::OnlineMasteringStreamer> streamer) : streamer_(std::move(streamer)) {}

@@ -8,17 +8,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cmath>
 #include <fstream>
 #include <limits>
 #include <regex>
-#include <type_traits>
-#include <variant>
 
 #include "audio/JackFixture.h"
 #include "mastering/LiveMeter.h"
 #include "mastering/OnlineMasteringStreamer.h"
+#include "model/MasterParamsJson.h"
 #include "support/TestSupport.h"
 
 namespace velmora {
@@ -32,36 +30,16 @@ using test::waitUntil;
 
 constexpr std::size_t probeCapacity = 12 * 48000;  // frames
 
-// Never zero and never repeating within a file, so where a run starts and what it holds are
-// plain; the right channel differs in sign and scale, so a swapped or shared channel shows.
+// Never zero, and no value twice in less than a million frames, so where a run starts and what
+// it holds are plain; the right channel differs in sign and scale, so a swapped or shared
+// channel shows.
 Channels programme(std::size_t frames) {
     Channels c(2, std::vector<float>(frames));
     for (std::size_t k = 0; k < frames; ++k) {
-        c[0][k] = float(0.05 + 0.85 * double((k * 7919) % 10007) / 10007.0);
+        c[0][k] = float(0.05 + 0.85 * double((k * 7919) % 1000003) / 1000003.0);
         c[1][k] = -0.5f * c[0][(k * 13) % frames];
     }
     return c;
-}
-
-// The persisted form, as a preset file holds it.
-void writeParams(const std::filesystem::path& file, const MasterParams& params) {
-    std::string json = "{";
-    for (const auto& field : masterParamsFields) {
-        if (json.size() > 1) json += ',';
-        json += '"' + std::string(field.key) + "\":";
-        std::visit(
-            [&](auto member) {
-                const auto value = params.*member;
-                if constexpr (std::is_same_v<decltype(value), const bool>) {
-                    json += value ? "true" : "false";
-                } else {
-                    char text[32];
-                    json.append(text, std::to_chars(text, text + sizeof text, value).ptr);
-                }
-            },
-            field.member);
-    }
-    std::ofstream(file) << json << '}';
 }
 
 // `got` holds `expected` from its first audible sample on, then silence: the stream's start
@@ -154,7 +132,7 @@ TEST_F(PlayCommand, PlaysThroughTheChainExactlyAsTheStreamerRendersItWithItsMete
     params.compOn = true;
     params.compThreshold = -24, params.compRatio = 4, params.compAttack = 2, params.compMakeup = 3;
     params.teqOn = true, params.tMidGain = 2;
-    writeParams(dir / "chain.json", params);
+    std::ofstream(dir / "chain.json") << masterParamsToJson(params).toStdString();
 
     ProbeClient probe(server->name(), "probe", 8, probeCapacity);
     ASSERT_TRUE(probe.open());
