@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -19,6 +20,7 @@ public:
             auto share = r.counters.find("core_percent");
             if (share != r.counters.end()) corePercent_[r.benchmark_name()] = {r.GetAdjustedRealTime(), share->second.value};
             seconds_[r.benchmark_name()] = r.GetAdjustedRealTime();  // in the run's time unit
+            if (r.counters.count("xruns")) xrunRuns_.push_back(r);
         }
     }
     void Finalize() override {
@@ -33,6 +35,15 @@ public:
             std::printf("%s: %.2f us per 64-frame block at 48 kHz = %.3f%% of one core (target <= 2%%)\n", name.c_str(),
                         figures.first / 1000.0, figures.second);
         paintSummary();
+        for (const auto& r : xrunRuns_) {
+            const auto value = [&](const char* name) { return r.counters.at(name).value; };
+            std::printf("live mastering on %s: %.0f xruns in %.0f s with %.0f parameter changes (goal 0), %.1f per "
+                        "minute against %.1f per minute on the same route rendering silence; render callback %.2f%% "
+                        "of the wall clock, worst block %.0f us of %.0f us\n",
+                        r.report_label.c_str(), value("xruns"), value("seconds_played"), value("parameter_changes"),
+                        value("xruns_per_min"), value("silent_route_xruns_per_min"), value("render_core_percent"),
+                        value("worst_block_us"), value("period_us"));
+        }
         auto batch = seconds_.find("BM_BatchWithReports/iterations:3/manual_time");
         auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:3/manual_time");
         if (batch != seconds_.end() && bare != seconds_.end())
@@ -66,7 +77,8 @@ private:
     }
     std::map<std::string, double> throughput_;
     std::map<std::string, double> seconds_;
-    std::map<std::string, std::pair<double, double>> corePercent_;  // time per block (ns), share of one core
+    std::map<std::string, std::pair<double, double>> corePercent_;
+    std::vector<Run> xrunRuns_;  // time per block (ns), share of one core
 };
 
 }  // namespace

@@ -110,6 +110,8 @@ public:
         return out;
     }
 
+    std::string defaultDeviceUID() const override { return "ALSA:default"; }
+
     Expected<std::unique_ptr<OutputStream>, LiveMonitorError> open(const OutputDevice& device, std::size_t left,
                                                                    std::size_t right) override {
         // Listing opens every PCM: the one just listed is taken as it was.

@@ -210,6 +210,8 @@ public:
         return out;
     }
 
+    std::string defaultDeviceUID() const override { return "JACK:system"; }
+
     Expected<std::unique_ptr<OutputStream>, LiveMonitorError> open(const OutputDevice& device, std::size_t left,
                                                                    std::size_t right) override {
         int status = 0;

@@ -36,6 +36,15 @@ std::vector<OutputDevice> LiveMonitor::listOutputDevices() {
     return backend_ ? backend_->devices() : std::vector<OutputDevice>{};
 }
 
+std::optional<std::string> LiveMonitor::defaultOutputDeviceUID() {
+    std::lock_guard lock(mutex_);
+    if (!backend_) return std::nullopt;
+    const auto listed = backend_->devices();
+    if (const std::string preferred = backend_->defaultDeviceUID(); findDevice(listed, preferred)) return preferred;
+    if (listed.empty()) return std::nullopt;
+    return listed.front().uid;
+}
+
 std::optional<LiveMonitorError> LiveMonitor::configure(const std::string& uid, std::int64_t channelL,
                                                        std::int64_t channelR) {
     std::lock_guard lock(mutex_);
@@ -206,6 +215,11 @@ std::optional<std::string> LiveMonitor::lastError() const {
 double LiveMonitor::deviceSampleRate() const {
     std::lock_guard lock(mutex_);
     return stream_ ? stream_->sampleRate() : 0.0;
+}
+
+std::size_t LiveMonitor::latencyFrames() const {
+    std::lock_guard lock(mutex_);
+    return stream_ ? stream_->latencyFrames() : 0;
 }
 
 void LiveMonitor::setChangeHandler(std::function<void()> handler) {

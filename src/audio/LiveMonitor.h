@@ -6,6 +6,7 @@
 // Threads: every method may be called from any thread, one at a time under a lock that the
 // real-time thread never takes. Device changes and the end of a one-shot are handled on the
 // monitor's own event thread; the change handler then runs there.
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -38,6 +39,9 @@ public:
 
     // In the order the audio library lists them; empty without a library to ask.
     std::vector<OutputDevice> listOutputDevices();
+    // Where plain playback goes when the user named no device: the output the system plays to
+    // (JACK's "system", ALSA's "default"), else the first device listed; nothing without one.
+    std::optional<std::string> defaultOutputDeviceUID();
     // Stops what plays and routes the output to the device's channels channelL and channelR
     // (0-based, clamped to the device). On failure nothing is routed and the stored routing is
     // kept, for the next start.
@@ -57,6 +61,8 @@ public:
     std::optional<std::string> lastError() const;
     // Hz, what sources must render at; 0 while nothing is routed.
     double deviceSampleRate() const;
+    // Frames between a render call and the sound leaving the device; 0 while nothing is routed.
+    std::size_t latencyFrames() const;
     // Runs on the event thread after each device change or end of a one-shot, once the monitor
     // has reacted: the owner re-reads the monitor (marshalling to its own thread as it needs).
     // It may call the monitor, but must not destroy it.

@@ -41,6 +41,9 @@ public:
 
     // [control thread] Allocates. The devices in the order the library lists them.
     virtual std::vector<OutputDevice> devices() = 0;
+    // The uid of the output the system itself plays to (JACK's sound card, ALSA's "default"
+    // PCM); it may be missing from devices().
+    virtual std::string defaultDeviceUID() const = 0;
     // [control thread] Opens `device` (as listed) with its channels `left` and `right`, 0-based and
     // within range: the left signal goes to `left`, the right one to `right`; when they are the
     // same channel it carries the right signal only. No other channel or port is touched. One

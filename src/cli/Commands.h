@@ -13,6 +13,7 @@ int runAB(Args& args);
 int runBatch(Args& args);
 int runMultimaster(Args& args);
 int runDevices(Args& args);
+int runPlay(Args& args);
 int runTone(Args& args);
 
 }  // namespace velmora::cli

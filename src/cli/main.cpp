@@ -23,6 +23,7 @@ const char* usage =
     "  velmora-cli calibrate -o FILE.wav\n"
     "  velmora-cli ab FILE [--params FILE.json] [--norm N] [--bits 16|24|32f]\n"
     "  velmora-cli devices [--json]\n"
+    "  velmora-cli play FILE [--device UID] [--channels L,R] [--params FILE.json] [--loop] [--seek FRACTION]\n"
     "  velmora-cli tone --device UID [--channels L,R]\n"
     "\n"
     "analyse   measures each file (integrated loudness, LRA, momentary and short-term maxima,\n"
@@ -46,6 +47,12 @@ const char* usage =
     "devices   lists the output devices: JACK clients with playback ports when a JACK server runs\n"
     "          (PipeWire serves one), else ALSA's PCMs; each with its uid, name and numbered channels.\n"
     "          --json prints one object per device per line.\n"
+    "play      plays FILE (a video: its sound) on two channels of a device (default: the system's\n"
+    "          output, channels 1,2), through the chain's real-time stages when --params is given\n"
+    "          (equaliser, bus compressor, tonal equaliser), once or with --loop until Ctrl-C,\n"
+    "          from --seek FRACTION (0 to 1) of it. The live meter (momentary, short-term,\n"
+    "          integrated, peak) is redrawn on standard error when it is a terminal; its last\n"
+    "          reading is printed when playback ends.\n"
     "tone      plays the 2 s 1 kHz test sine (-23 dBFS) on two channels of a device, counted from 1\n"
     "          as devices numbers them (default 1,2), to check the monitoring route.\n"
     "\n"
@@ -71,6 +78,7 @@ int main(int argc, char** argv) {
         if (command == "batch") return velmora::cli::runBatch(args);
         if (command == "multimaster") return velmora::cli::runMultimaster(args);
         if (command == "devices") return velmora::cli::runDevices(args);
+        if (command == "play") return velmora::cli::runPlay(args);
         if (command == "tone") return velmora::cli::runTone(args);
         throw velmora::cli::UsageError("unknown command " + command);
     } catch (const velmora::cli::UsageError& e) {

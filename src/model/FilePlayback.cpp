@@ -4,14 +4,6 @@
 
 namespace velmora {
 
-std::optional<OutputDevice> defaultOutputDevice(const std::vector<OutputDevice>& devices) {
-    for (const char* uid : {"JACK:system", "ALSA:default"})
-        for (const auto& d : devices)
-            if (d.uid == uid) return d;
-    if (devices.empty()) return std::nullopt;
-    return devices.front();
-}
-
 FilePlaybackController::FilePlaybackController() = default;
 
 FilePlaybackController::~FilePlaybackController() {
@@ -35,9 +27,9 @@ std::optional<std::string> FilePlaybackController::prepareStream() {
     // The output is opened at the first play: an application that never plays touches no device.
     if (!output_) output_ = std::make_unique<LiveMonitor>();
     if (!output_->deviceSampleRate()) {
-        const auto device = defaultOutputDevice(output_->listOutputDevices());
+        const auto device = output_->defaultOutputDeviceUID();
         if (!device) return LiveMonitorError::noOutputUnit().message();
-        if (auto failure = output_->configure(device->uid, 0, 1)) return failure->message();
+        if (auto failure = output_->configure(*device, 0, 1)) return failure->message();
         streamer_.reset();  // built for another device's rate
     }
     if (streamer_) return std::nullopt;

@@ -51,8 +51,4 @@ private:
     bool playing_ = false;
 };
 
-// The device plain playback uses: JACK's system output, else ALSA's default PCM, else the
-// first device listed; nothing when none is listed.
-std::optional<OutputDevice> defaultOutputDevice(const std::vector<OutputDevice>& devices);
-
 }  // namespace velmora

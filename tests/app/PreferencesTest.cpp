@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "AppTesting.h"
-#include "audio/JackRig.h"
+#include "audio/JackFixture.h"
 #include "model/Model.h"
 #include "ui/LedToggle.h"
 #include "ui/StudioPrimaryButton.h"

@@ -1,7 +1,7 @@
 // velmora-cli devices and tone against a private JACK server and a probe client.
 #include <gtest/gtest.h>
 
-#include "audio/JackRig.h"
+#include "audio/JackFixture.h"
 #include "support/TestSupport.h"
 
 namespace velmora {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <thread>
 
-#include "audio/JackRig.h"
+#include "audio/JackFixture.h"
 #include "audio/LiveMonitor.h"
 #include "audio/TestSine.h"
 

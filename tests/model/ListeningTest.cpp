@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "ModelTesting.h"
-#include "audio/JackRig.h"
+#include "audio/JackFixture.h"
 #include "audio/OutputDevice.h"
 #include "model/Model.h"
 #include "support/TestSupport.h"

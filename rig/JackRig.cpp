@@ -1,4 +1,4 @@
-#include "audio/JackRig.h"
+#include "rig/JackRig.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -10,16 +10,33 @@
 #include <cstring>
 #include <thread>
 
-namespace velmora::test {
+namespace velmora::rig {
 
 namespace {
 void quiet(const char*) {}
 }  // namespace
 
-PrivateJackServer::PrivateJackServer(int sampleRate) {
+bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) return done();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
+PrivateJackServer::PrivateJackServer(Options options) {
     static std::atomic<int> count{0};
-    name_ = "velmora-test-" + std::to_string(getpid()) + "-" + std::to_string(count++);
-    const std::string rate = std::to_string(sampleRate);
+    name_ = "velmora-rig-" + std::to_string(getpid()) + "-" + std::to_string(count++);
+    const std::string rate = std::to_string(options.sampleRate), period = std::to_string(options.periodFrames);
+    std::vector<std::string> args = {"jackd"};
+    if (options.synchronous) args.push_back("-S");
+    args.push_back(options.realtime ? "-R" : "--no-realtime");
+    args.insert(args.end(), {"-n", name_, "-d", "dummy", "-r", rate, "-p", period});
+    for (const auto& a : args) command_ += (command_.empty() ? "" : " ") + a;
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
     // Attempts to connect before the server is up print to stderr: expected here.
     jack_set_error_function(quiet);
     jack_set_info_function(quiet);
@@ -29,10 +46,7 @@ PrivateJackServer::PrivateJackServer(int sampleRate) {
         const int null = ::open("/dev/null", O_WRONLY);
         dup2(null, STDOUT_FILENO);
         dup2(null, STDERR_FILENO);
-        // Synchronous (-S): without real-time scheduling on a busy machine a client is sometimes
-        // late; the server then waits for it instead of dropping its block.
-        execlp("jackd", "jackd", "-S", "--no-realtime", "-n", name_.c_str(), "-d", "dummy", "-r", rate.c_str(), "-p",
-               "256", static_cast<char*>(nullptr));
+        execvp("jackd", argv.data());
         _exit(127);
     }
     if (pid_ < 0) return;
@@ -44,7 +58,7 @@ PrivateJackServer::PrivateJackServer(int sampleRate) {
                 return true;  // gave up: running_ stays false below
             }
             jack_status_t st{};
-            jack_client_t* c = jack_client_open("velmora-test-wait", JackOptions(JackNoStartServer | JackServerName),
+            jack_client_t* c = jack_client_open("velmora-rig-wait", JackOptions(JackNoStartServer | JackServerName),
                                                 &st, name_.c_str());
             if (!c) return false;
             jack_client_close(c);
@@ -92,6 +106,7 @@ void ProbeClient::close() {
 
 int ProbeClient::process(jack_nframes_t frames, void* arg) {
     auto& self = *static_cast<ProbeClient*>(arg);
+    if (self.ports_.empty()) return 0;
     const std::size_t at = self.written_.load(std::memory_order_relaxed);
     const std::size_t n = std::min<std::size_t>(frames, self.buffers_.front().size() - at);
     for (std::size_t p = 0; p < self.ports_.size(); ++p) {
@@ -122,4 +137,4 @@ std::vector<float> ProbeClient::recorded(int index) const {
     return std::vector<float>(b.begin(), b.begin() + std::ptrdiff_t(frames()));
 }
 
-}  // namespace velmora::test
+}  // namespace velmora::rig

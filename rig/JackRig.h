@@ -1,25 +1,37 @@
 #pragma once
 // A private JACK server on the dummy driver, and a probe client that records what reaches its
-// input ports: the real parts the output tests play into.
-#include <gtest/gtest.h>
+// input ports: the real parts the output tests and the xrun benchmark play into. No test
+// framework here, so the benchmarks link it too.
 #include <jack/jack.h>
 
 #include <atomic>
-#include <memory>
-#include <optional>
+#include <chrono>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
-#include "audio/OutputTestSupport.h"
+namespace velmora::rig {
 
-namespace velmora::test {
+// Polls `done` every 10 ms for at most `timeout`; its last answer.
+bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
 
-// jackd --no-realtime on the dummy driver under a name of its own, so it never meets the
-// user's server. Killed with the test process whatever happens.
+// jackd on the dummy driver under a name of its own, so it never meets the user's server.
+// Killed with the process that started it whatever happens.
 class PrivateJackServer {
 public:
-    explicit PrivateJackServer(int sampleRate);
+    struct Options {
+        int sampleRate = 48000;   // Hz
+        int periodFrames = 256;
+        // The server waits for a late client instead of dropping its block (-S): what the
+        // output tests need on a busy machine without real-time scheduling. The xrun benchmark
+        // runs the default asynchronous mode, which drops.
+        bool synchronous = true;
+        // Real-time scheduling (-R), where the machine grants it; without it a busy machine
+        // makes the server late on its own.
+        bool realtime = false;
+    };
+    explicit PrivateJackServer(Options options);
     ~PrivateJackServer();
     PrivateJackServer(const PrivateJackServer&) = delete;
     PrivateJackServer& operator=(const PrivateJackServer&) = delete;
@@ -27,14 +39,18 @@ public:
     // Accepted a client within 10 s.
     bool running() const { return running_; }
     const std::string& name() const { return name_; }
+    // The server's command line, for reports.
+    const std::string& command() const { return command_; }
 
 private:
     std::string name_;
+    std::string command_;
     pid_t pid_ = -1;
     bool running_ = false;
 };
 
-// A client with `ports` audio inputs "in_1" … copying each block into memory.
+// A client with `ports` audio inputs "in_1" … copying each block into memory until
+// `capacityFrames` have arrived, and counting the server's xruns. With no port it only counts.
 class ProbeClient {
 public:
     ProbeClient(const std::string& server, const std::string& name, int ports, std::size_t capacityFrames);
@@ -49,7 +65,7 @@ public:
     bool renamePort(int index, const std::string& name);
     std::size_t frames() const { return written_.load(std::memory_order_acquire); }
     // Cycles the server reported late since the probe opened (the test server has no real-time
-    // scheduling): worth knowing when a comparison fails.
+    // scheduling): worth knowing when a comparison fails, and what the xrun benchmark counts.
     int xruns() const { return xruns_.load(); }
     // Waits (at most 5 s) for `more` frames past what has arrived: a block rendered before the
     // call may reach the probe a few cycles later.
@@ -67,21 +83,4 @@ private:
     std::atomic<int> xruns_{0};
 };
 
-// One private server at `rate` Hz for a whole test suite, named in JACK_DEFAULT_SERVER during
-// each test: libjack reads it there, for the monitor and for velmora-cli alike.
-template <int rate>
-class WithPrivateJackServer : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { server = std::make_unique<PrivateJackServer>(rate); }
-    static void TearDownTestSuite() { server.reset(); }
-    void SetUp() override {
-        ASSERT_TRUE(server->running()) << "jackd -d dummy did not start";
-        serverName.emplace("JACK_DEFAULT_SERVER", server->name());
-    }
-    void TearDown() override { serverName.reset(); }
-
-    static inline std::unique_ptr<PrivateJackServer> server;
-    std::optional<ScopedEnv> serverName;
-};
-
-}  // namespace velmora::test
+}  // namespace velmora::rig
