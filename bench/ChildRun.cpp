@@ -6,13 +6,28 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <string>
 #include <fstream>
 #include <vector>
 
 extern char** environ;
 
 namespace velmora::bench {
+
+namespace {
+
+// VmHWM of a running process, in bytes; 0 when it cannot be read.
+double highWaterBytes(const std::string& statusPath) {
+    std::ifstream status(statusPath);
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6) * 1024.0;
+    return 0.0;
+}
+
+}  // namespace
 
 ChildRun runChild(const std::vector<std::string>& args, const std::string& errPath) {
     std::vector<char*> argv;
@@ -28,11 +43,20 @@ ChildRun runChild(const std::vector<std::string>& args, const std::string& errPa
     const auto t0 = std::chrono::steady_clock::now();
     pid_t pid = 0;
     if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
-        struct rusage usage {};
+        // wait4's ru_maxrss would also count this process's own memory (the child shares it until
+        // exec): the child's high-water mark is read from /proc while it runs instead. It only
+        // rises, so a late reading misses at most a peak reached in the last few milliseconds.
+        const std::string statusPath = "/proc/" + std::to_string(pid) + "/status";
         int status = 0;
-        if (wait4(pid, &status, 0, &usage) == pid) {
-            run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            run.peakRssBytes = double(usage.ru_maxrss) * 1024.0;
+        for (;;) {
+            run.peakRssBytes = std::max(run.peakRssBytes, highWaterBytes(statusPath));
+            const pid_t done = waitpid(pid, &status, WNOHANG);
+            if (done == pid) {
+                run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+                break;
+            }
+            if (done < 0) break;
+            usleep(10000);
         }
     }
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();

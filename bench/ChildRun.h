@@ -1,6 +1,7 @@
 #pragma once
-// Runs a command as a child process and reads its wall time and peak resident memory from
-// wait4, so each measured run is a whole program as a user starts it.
+// Runs a command as a child process and reads its wall time and its peak resident memory (its
+// high-water mark, read while it runs), so each measured run is a whole program as a user
+// starts it.
 #include <filesystem>
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // What a broadcaster's night asks of memory: a two-hour 5.1 programme conformed, a three-hour
 // 7.1 programme through every stage of the chain, and a batch whose peak memory must be that
 // of one file, not of all of them. Each run is a child
-// `velmora-cli`; wall time and peak resident memory come from wait4.
+// `velmora-cli`; wall time and its peak resident memory come from ChildRun.
 #include <benchmark/benchmark.h>
 
 #include <filesystem>

@@ -1,7 +1,7 @@
 // The whole `velmora-cli master` of a one-hour 24-bit stereo WAV (decode, measurement before,
 // conformance, true-peak check, write, measurement after), in conform mode and with every
 // stage of the chain on, against the reference peer's two-pass loudness normalisation of the
-// same file in the same run. Each child's peak resident memory is read from wait4.
+// same file in the same run, with each child's peak resident memory.
 #include <benchmark/benchmark.h>
 
 #include <chrono>

@@ -245,7 +245,7 @@ void Model::analyzeNext() {
                 i.frameTotal = a->frameCount;
                 const auto& decoded = a->audio.channels;
                 const double bytes = decoded.empty() ? 0.0 : double(decoded.size()) * double(decoded[0].size()) * sizeof(float);
-                if (selectedID_ == id && worthHoldingBytes(bytes))
+                if (keepsSelectedSamples_ && selectedID_ == id && worthHoldingBytes(bytes))
                     i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
                 i.measuredWeights = a->weights;

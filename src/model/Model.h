@@ -52,6 +52,10 @@ public:
 
     static const QStringList& acceptedExtensions();
 
+    // Off, the selected file's samples are never held (the command line, which never listens):
+    // a batch then holds one file at a time.
+    void setKeepsSelectedSamples(bool on) { keepsSelectedSamples_ = on; }
+
     // --- Queue and analysis -------------------------------------------------------------
     void openFiles();
     // What the open panel does with its answer, for paths given any other way (the desktop
@@ -324,6 +328,7 @@ private:
     LoudnessUnit displayUnit_ = LoudnessUnit::lufs;
 
     // Declared last, destroyed first: the streams stop before anything else goes.
+    bool keepsSelectedSamples_ = true;
     bool isLiveMastering_ = false, isPlaybackPlaying_ = false;
     QString liveMonitorDeviceName_;
     std::shared_ptr<OnlineMasteringStreamer> liveStreamer_;
