@@ -21,6 +21,11 @@ public:
             if (share != r.counters.end()) corePercent_[r.benchmark_name()] = {r.GetAdjustedRealTime(), share->second.value};
             seconds_[r.benchmark_name()] = r.GetAdjustedRealTime();  // in the run's time unit
             if (r.counters.count("xruns")) xrunRuns_.push_back(r);
+            for (const char* name : {"first_paint_ms", "construct_ms", "longest_stall_ms", "analysis_longest_stall_ms",
+                                     "redraw_core_percent", "frames_per_second"}) {
+                auto c = r.counters.find(name);
+                if (c != r.counters.end()) window_[r.benchmark_name()][name] = c->second.value;
+            }
         }
     }
     void Finalize() override {
@@ -44,6 +49,7 @@ public:
                         value("xruns_per_min"), value("silent_route_xruns_per_min"), value("render_core_percent"),
                         value("worst_block_us"), value("period_us"));
         }
+        windowSummary();
         auto batch = seconds_.find("BM_BatchWithReports/iterations:3/manual_time");
         auto bare = seconds_.find("BM_BatchRenderAndWriteOnly/iterations:3/manual_time");
         if (batch != seconds_.end() && bare != seconds_.end())
@@ -69,6 +75,26 @@ private:
                     slowest.c_str(), slowestUS, slowestUS < 1000 ? "" : "  ** OVER **");
     }
 
+    // The main window: opening, stalls of the main thread, the live redraw.
+    void windowSummary() {
+        for (const auto& [name, c] : window_) {
+            auto get = [&](const char* key) {
+                auto it = c.find(key);
+                return it == c.end() ? -1.0 : it->second;
+            };
+            if (name.rfind("BM_WindowOpen", 0) == 0)
+                std::printf("window with 50 files: constructed in %.0f ms, first paint after %.0f ms (target < 1000 ms)\n",
+                            get("construct_ms"), get("first_paint_ms"));
+            if (name.rfind("BM_WindowLongestStall", 0) == 0)
+                std::printf("main thread's longest stall: %.1f ms while 50 files are analysed, %.1f ms while they are "
+                            "exported (target < 20 ms)\n",
+                            get("analysis_longest_stall_ms"), get("longest_stall_ms"));
+            if (name.rfind("BM_WindowLiveRedraw", 0) == 0)
+                std::printf("%s: live redraw at %.1f frames/s costs %.2f%% of one core (target <= 5%%)\n", name.c_str(),
+                            get("frames_per_second"), get("redraw_core_percent"));
+        }
+    }
+
     void ratio(const std::string& ours, const std::string& peer, const char* what) {
         auto a = throughput_.find(ours), b = throughput_.find(peer);
         if (a == throughput_.end() || b == throughput_.end()) return;
@@ -78,7 +104,8 @@ private:
     std::map<std::string, double> throughput_;
     std::map<std::string, double> seconds_;
     std::map<std::string, std::pair<double, double>> corePercent_;
-    std::vector<Run> xrunRuns_;  // time per block (ns), share of one core
+    std::vector<Run> xrunRuns_;
+    std::map<std::string, std::map<std::string, double>> window_;
 };
 
 }  // namespace

@@ -15,10 +15,19 @@ public:
     TruePeakMeter() : buffer_(kernels::truePeakHistory + chunkFrames, 0.0) {}
     void process(const float* in, std::size_t n) noexcept;
     double peak() const;  // linear, at least 1e-12
+    // The first frame (counted from the first processed) of the chunk of chunkFrames where the
+    // true peak was first reached: where to listen for it, to within 43 ms at 48 kHz.
+    std::size_t peakFrame() const { return peakFrame_; }
+    // The largest |sample| (linear, 0 for silence) and the frame where it first occurs.
+    double samplePeak() const { return samplePeak_; }
+    std::size_t samplePeakFrame() const { return samplePeakFrame_; }
 
 private:
     std::vector<double> buffer_;  // eleven samples of history, then the current chunk
     double peak_ = 0.0;
+    double samplePeak_ = 0.0;
+    std::size_t processed_ = 0;  // frames so far
+    std::size_t peakFrame_ = 0, samplePeakFrame_ = 0;
 };
 
 // The unit is the common divisor of the hop and both block lengths that is at most 10 ms, so
@@ -33,6 +42,7 @@ public:
 
     const std::vector<double>& unitSums() const { return units_; }  // Σ y² per complete unit
     double truePeak() const { return truePeak_.peak(); }
+    const TruePeakMeter& peaks() const { return truePeak_; }
     std::size_t frames() const { return frames_; }
     double sumOfSquares() const { return plainSum_; }  // unfiltered
     double subBassSumOfSquares() const { return subSum_; }

@@ -19,16 +19,30 @@ std::vector<float> spectrum(const std::vector<std::vector<float>>& channels, int
     const std::size_t count = (L - N < N) ? 1 : std::min((L - N) / N + 1, maxFrames);
     const std::size_t hop = count > 1 ? (L - N) / (count - 1) : 0;
 
-    AVTXContext* ctx = nullptr;
-    av_tx_fn fft = nullptr;
-    const float scale = 1.0f;
-    if (av_tx_init(&ctx, &fft, AV_TX_FLOAT_RDFT, 0, int(N), &scale, AV_TX_UNALIGNED) < 0) return {};
-    std::unique_ptr<AVTXContext, void (*)(AVTXContext*)> guard(ctx, [](AVTXContext* c) { av_tx_uninit(&c); });
+    // The transform and the window are made once per thread: the window's live spectrum asks
+    // for one frame twenty times a second, and making them costs more than the transform.
+    struct Transform {
+        AVTXContext* ctx = nullptr;
+        av_tx_fn fft = nullptr;
+        Transform() {
+            const float scale = 1.0f;
+            if (av_tx_init(&ctx, &fft, AV_TX_FLOAT_RDFT, 0, int(N), &scale, AV_TX_UNALIGNED) < 0) ctx = nullptr;
+        }
+        ~Transform() { av_tx_uninit(&ctx); }
+    };
+    thread_local const Transform transform;
+    if (!transform.ctx) return {};
+    AVTXContext* ctx = transform.ctx;
+    const av_tx_fn fft = transform.fft;
 
     // Hann window scaled to unit RMS, so the display level does not depend on the window.
-    std::vector<float> window(N), frame(N + 2);
-    for (std::size_t n = 0; n < N; ++n)
-        window[n] = float(0.8165 * (1.0 - std::cos(2.0 * std::numbers::pi * double(n) / double(N))));
+    static const std::vector<float> window = [] {
+        std::vector<float> w(N);
+        for (std::size_t n = 0; n < N; ++n)
+            w[n] = float(0.8165 * (1.0 - std::cos(2.0 * std::numbers::pi * double(n) / double(N))));
+        return w;
+    }();
+    std::vector<float> frame(N + 2);
     std::vector<AVComplexFloat> bins(N / 2 + 1);
     std::vector<double> magnitude(N / 2, 0.0);
     const float perChannel = 1.0f / float(channels.size());
@@ -46,11 +60,25 @@ std::vector<float> spectrum(const std::vector<std::vector<float>>& channels, int
 
     std::vector<float> bands(std::size_t(bandCount), 0.0f);
     std::vector<double> bandMag(std::size_t(bandCount), 0.0);
-    const double logLow = std::log10(lowestHz), span = std::log10(highestHz) - logLow;
+    // Which band each bin falls in depends only on the rate and the bands asked for: worked out
+    // once for them (per thread), not with a logarithm per bin at every call.
+    struct BandMap {
+        double fs = 0, lowestHz = 0, highestHz = 0;
+        int bandCount = 0;
+        std::vector<std::size_t> band;  // per bin; bandCount for a bin outside every band
+    };
+    thread_local BandMap map;
+    if (map.fs != fs || map.bandCount != bandCount || map.lowestHz != lowestHz || map.highestHz != highestHz) {
+        map = {fs, lowestHz, highestHz, bandCount, std::vector<std::size_t>(N / 2, std::size_t(bandCount))};
+        const double logLow = std::log10(lowestHz), span = std::log10(highestHz) - logLow;
+        for (std::size_t k = 1; k < N / 2; ++k) {
+            const double freq = double(k) * fs / double(N);
+            if (freq < lowestHz || freq >= highestHz) continue;
+            map.band[k] = std::size_t((std::log10(freq) - logLow) / span * bandCount);
+        }
+    }
     for (std::size_t k = 1; k < N / 2; ++k) {
-        const double freq = double(k) * fs / double(N);
-        if (freq < lowestHz || freq >= highestHz) continue;
-        const auto b = std::size_t((std::log10(freq) - logLow) / span * bandCount);
+        const std::size_t b = map.band[k];
         if (b < bands.size()) bandMag[b] = std::max(bandMag[b], magnitude[k]);
     }
     for (std::size_t b = 0; b < bands.size(); ++b) {

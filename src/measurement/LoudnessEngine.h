@@ -28,6 +28,14 @@ struct LoudnessResult {
     double momentaryMax = -std::numeric_limits<double>::infinity();
     double shortTermMax = -std::numeric_limits<double>::infinity();
     std::optional<double> programmeLUFS;  // dialogue mode only
+
+    // Where the maxima lie, in seconds from the start, so a listener can go and hear them: the
+    // start of the loudest 400 ms and 3 s windows, the 43 ms stretch (2048 frames at 48 kHz)
+    // where the true peak was first reached, and the first sample of the largest magnitude.
+    // Absent when the value could not be measured.
+    std::optional<double> momentaryMaxSeconds{}, shortTermMaxSeconds{}, truePeakSeconds{};
+    double samplePeakDB = -std::numeric_limits<double>::infinity();  // dBFS
+    std::optional<double> samplePeakSeconds{};
 };
 
 struct KWeightingFilter {

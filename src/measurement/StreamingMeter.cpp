@@ -94,9 +94,14 @@ BlockEnergies LoudnessAnalyzer::shortTermBlocks() const {
 }
 
 double LoudnessAnalyzer::fineMaximum(std::span<const double> w, std::size_t N) const {
+    return fineMaximumAt(w, N).first;
+}
+
+std::pair<double, std::optional<std::size_t>> LoudnessAnalyzer::fineMaximumAt(std::span<const double> w,
+                                                                              std::size_t N) const {
     constexpr double negInf = -std::numeric_limits<double>::infinity();
     const std::size_t L = frames();
-    if (meters_.empty() || N == 0 || L < N) return negInf;
+    if (meters_.empty() || N == 0 || L < N) return {negInf, std::nullopt};
     const std::size_t m = N / unitFrames_;
     const std::size_t units = L / unitFrames_;
     std::vector<double> e(units, 0.0);
@@ -108,6 +113,7 @@ double LoudnessAnalyzer::fineMaximum(std::span<const double> w, std::size_t N) c
     }
     // A running sum, summed afresh now and then so rounding cannot drift over hours.
     double best = 0.0, running = 0.0;
+    std::size_t bestStart = 0;
     for (std::size_t start = 0; start + m <= units; ++start) {
         if (start % 4096 == 0) {
             running = 0.0;
@@ -115,9 +121,10 @@ double LoudnessAnalyzer::fineMaximum(std::span<const double> w, std::size_t N) c
         } else {
             running += e[start + m - 1] - e[start - 1];
         }
-        best = std::max(best, running);
+        if (running > best) best = running, bestStart = start;
     }
-    return best > 0.0 ? LoudnessEngine::loudnessOffset + 10.0 * std::log10(best / double(N)) : negInf;
+    if (!(best > 0.0)) return {negInf, std::nullopt};
+    return {LoudnessEngine::loudnessOffset + 10.0 * std::log10(best / double(N)), bestStart * unitFrames_};
 }
 
 std::vector<double> LoudnessAnalyzer::shortTermCurve(std::span<const double> weights, double stepSeconds) const {
@@ -148,9 +155,32 @@ LoudnessResult LoudnessAnalyzer::result(std::span<const double> w) const {
     const auto shortTerm = shortTermBlocks();
     r.integratedLUFS = LoudnessEngine::integratedLoudness(momentary, w);
     r.loudnessRange = LoudnessEngine::computeLoudnessRange(shortTerm, w);
-    r.momentaryMax = fineMaximum(w, LoudnessEngine::momentaryBlockFrames(sampleRate_));
-    r.shortTermMax = fineMaximum(w, LoudnessEngine::shortTermBlockFrames(sampleRate_));
+    const auto seconds = [this](std::optional<std::size_t> frame) -> std::optional<double> {
+        if (!frame || !(sampleRate_ > 0)) return std::nullopt;
+        return double(*frame) / sampleRate_;
+    };
+    const auto [momentaryMax, momentaryAt] = fineMaximumAt(w, LoudnessEngine::momentaryBlockFrames(sampleRate_));
+    const auto [shortTermMax, shortTermAt] = fineMaximumAt(w, LoudnessEngine::shortTermBlockFrames(sampleRate_));
+    r.momentaryMax = momentaryMax;
+    r.momentaryMaxSeconds = seconds(momentaryAt);
+    r.shortTermMax = shortTermMax;
+    r.shortTermMaxSeconds = seconds(shortTermAt);
     r.truePeakDB = truePeakDB();
+    // The channel that holds each peak tells where it lies; the first such channel on a tie.
+    const TruePeakMeter* truePeakHolder = nullptr;
+    const TruePeakMeter* samplePeakHolder = nullptr;
+    for (const auto& m : meters_) {
+        const TruePeakMeter& p = m->peaks();
+        if (m->frames() == 0) continue;
+        if (!truePeakHolder || p.peak() > truePeakHolder->peak()) truePeakHolder = &p;
+        if (p.samplePeak() > 0 && (!samplePeakHolder || p.samplePeak() > samplePeakHolder->samplePeak()))
+            samplePeakHolder = &p;
+    }
+    if (truePeakHolder && truePeakHolder->peak() > 1e-12) r.truePeakSeconds = seconds(truePeakHolder->peakFrame());
+    if (samplePeakHolder) {
+        r.samplePeakDB = 20.0 * std::log10(samplePeakHolder->samplePeak());
+        r.samplePeakSeconds = seconds(samplePeakHolder->samplePeakFrame());
+    }
     return r;
 }
 

@@ -7,6 +7,8 @@
 //   auto result = analyzer.result(weights);
 #include <atomic>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "audio/AudioFileReader.h"
@@ -44,6 +46,9 @@ public:
     BlockEnergies shortTermBlocks() const;
     // Loudest window of `windowFrames` whose start lies on the energy-unit grid.
     double fineMaximum(std::span<const double> weights, std::size_t windowFrames) const;
+    // The same loudness and the first frame of that window; no frame when nothing was measured.
+    std::pair<double, std::optional<std::size_t>> fineMaximumAt(std::span<const double> weights,
+                                                                std::size_t windowFrames) const;
     double truePeakDB() const;
     // Plain and sub-bass energies, measured for 6-channel programmes (or always, when asked).
     std::vector<ChannelEnergy> channelEnergies() const;

@@ -119,8 +119,24 @@ void TruePeakMeter::process(const float* in, std::size_t n) noexcept {
     constexpr std::size_t H = kernels::truePeakHistory;
     while (n > 0) {
         const std::size_t m = std::min(n, chunkFrames);
-        for (std::size_t i = 0; i < m; ++i) buffer_[H + i] = in[i];
-        peak_ = std::max(peak_, kernels::truePeakRun(buffer_.data() + H, m));
+        float chunkSamplePeak = 0.0f;
+        for (std::size_t i = 0; i < m; ++i) {
+            buffer_[H + i] = in[i];
+            chunkSamplePeak = std::max(chunkSamplePeak, std::fabs(in[i]));
+        }
+        // Positions cost nothing per sample: a chunk is searched only when it beats the record.
+        if (chunkSamplePeak > samplePeak_) {
+            samplePeak_ = chunkSamplePeak;
+            samplePeakFrame_ = processed_ + std::size_t(std::find_if(in, in + m, [&](float x) {
+                                   return std::fabs(x) == chunkSamplePeak;
+                               }) - in);
+        }
+        const double chunkPeak = kernels::truePeakRun(buffer_.data() + H, m);
+        if (chunkPeak > peak_) {
+            peak_ = chunkPeak;
+            peakFrame_ = processed_;
+        }
+        processed_ += m;
         // The last eleven inputs become the history of the next run.
         std::memmove(buffer_.data(), buffer_.data() + m, H * sizeof(double));
         in += m;

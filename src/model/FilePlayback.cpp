@@ -59,6 +59,8 @@ std::optional<std::string> FilePlaybackController::play() {
 
 void FilePlaybackController::pause() {
     if (output_) output_->stop();
+    // Where it stopped is where it shows, and where a seek made before the next play shows.
+    if (playing_ && streamer_) pendingFraction_ = streamer_->position();
     playing_ = false;
 }
 
@@ -81,7 +83,10 @@ double FilePlaybackController::duration() const {
     return double(samples_->front().size()) / fileRate_;
 }
 
-double FilePlaybackController::progress() const { return streamer_ ? streamer_->position() : pendingFraction_; }
+// A seek reaches the streamer at its next block: while paused the position is the one asked for.
+double FilePlaybackController::progress() const {
+    return playing_ && streamer_ ? streamer_->position() : pendingFraction_;
+}
 
 std::optional<LiveMeter::Readings> FilePlaybackController::levels() const {
     if (!meter_) return std::nullopt;

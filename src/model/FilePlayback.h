@@ -47,7 +47,7 @@ private:
     std::shared_ptr<const Channels> samples_;
     std::string loadedPath_;
     double fileRate_ = 0;
-    double pendingFraction_ = 0;  // a seek made before the stream exists
+    double pendingFraction_ = 0;  // where playback stands while it is not playing (0 … 1)
     bool playing_ = false;
 };
 

@@ -11,6 +11,7 @@
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "output/ABExcerpts.h"
+#include "output/SignalGenerators.h"
 
 namespace velmora {
 
@@ -323,6 +324,28 @@ void Model::generateAB() {
             } else {
                 setGlobalStatus(QStringLiteral("Échec de la génération des extraits."));
             }
+            analyzeNext();
+        });
+    });
+}
+
+// --- Calibration noise ------------------------------------------------------------------------------
+
+void Model::saveRLLCalibration() {
+    if (busy_) return;
+    const auto path = choosers_ ? choosers_->chooseSaveFile(QStringLiteral("Enregistrer le signal RLL de calibration"),
+                                                             QStringLiteral("Enregistrer"),
+                                                             QString::fromUtf8(rllCalibrationFileName.data(),
+                                                                               qsizetype(rllCalibrationFileName.size())))
+                                : std::nullopt;
+    if (!path || path->isEmpty() || busy_) return;
+    setBusy(true);
+    startJob([this, destination = path->toStdString()] {
+        const auto written = velmora::saveRLLCalibration(destination);
+        post([this, ok = bool(written), name = QFileInfo(QString::fromStdString(destination)).fileName()] {
+            // A failed write stays silent, as the calibration signal always has; a written file is worth a word.
+            if (ok) setGlobalStatus(QStringLiteral("Bruit rose RLL enregistré : %1 ✓").arg(name));
+            setBusy(false);
             analyzeNext();
         });
     });

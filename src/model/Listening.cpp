@@ -5,6 +5,7 @@
 #include "audio/AudioFileReader.h"
 #include "audio/LiveMonitor.h"
 #include "audio/TestSine.h"
+#include "measurement/Diagnostics.h"
 #include "mastering/OnlineMasteringStreamer.h"
 #include "model/FilePlayback.h"
 #include "model/Model.h"
@@ -191,6 +192,23 @@ std::optional<LiveMeter::Readings> Model::liveLevels() const {
     if (isLiveMastering_ && liveMeter_) return liveMeter_->stats();
     if (isPlaybackPlaying_ && playback_) return playback_->levels();
     return std::nullopt;
+}
+
+std::vector<float> Model::displaySpectrum() const {
+    const FileItem* item = selectedItem();
+    if (!item) return {};
+    constexpr std::size_t frameLength = 4096;  // one frame of the display spectrum's FFT
+    const bool playing = isPlaybackPlaying_ || isLiveMastering_;
+    if (!playing || !item->channels || item->channels->empty() || item->channels->front().size() < frameLength)
+        return item->spectrumBins;
+    const Channels& all = *item->channels;
+    const std::size_t frames = all.front().size();
+    const std::size_t at = std::min(std::size_t(std::clamp(playPosition(), 0.0, 1.0) * double(frames)), frames - frameLength);
+    Channels frame;
+    frame.reserve(all.size());
+    for (const auto& channel : all)
+        frame.emplace_back(channel.begin() + std::ptrdiff_t(at), channel.begin() + std::ptrdiff_t(at + frameLength));
+    return spectrum(frame, 256, item->sampleRate);
 }
 
 void Model::onPlaybackTick() {

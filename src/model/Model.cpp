@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QMetaObject>
 #include <QThread>
+#include <limits>
 
 #include "audio/AudioFileReader.h"
 #include "audio/LiveMonitor.h"
@@ -12,9 +13,18 @@
 #include "model/FilePlayback.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Presets.h"
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace velmora {
+
+namespace {
+// Niceness of the job threads: 10 weighs a job's thread about a tenth of the main thread's when
+// both want a core; alone on the machine a job runs as fast as ever.
+constexpr int jobNiceness = 10;
+}  // namespace
 
 bool worthHoldingBytes(double bytes) {
     const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
@@ -50,7 +60,15 @@ const QStringList& Model::acceptedExtensions() {
 
 void Model::startJob(std::function<void()> work) {
     waitForJob();  // the last job has posted its end already; its thread is only returning
-    job_ = std::thread(std::move(work));
+    job_ = std::thread([work = std::move(work)] {
+        // Jobs give way to the interface: on a machine with few cores a batch would otherwise
+        // hold the main thread off its redraws for tens of milliseconds. The threads a job
+        // starts (decoding, per-channel work, reports) inherit the lower priority.
+        const sched_param batch{};
+        pthread_setschedparam(pthread_self(), SCHED_BATCH, &batch);
+        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), jobNiceness);
+        work();
+    });
 }
 
 void Model::waitForJob() {
@@ -96,6 +114,25 @@ void Model::updateItem(const QUuid& id, const std::function<void(FileItem&)>& ch
 
 // --- Queue --------------------------------------------------------------------------------
 
+namespace {
+
+bool accepted(const QString& path) { return isAcceptedExtension(path.toStdString()); }
+
+// Every accepted file under `folder`, at any depth, sorted so a folder always queues in the
+// same order.
+QStringList acceptedFilesIn(const QString& folder) {
+    QStringList found;
+    QDirIterator it(folder, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString file = it.next();
+        if (accepted(file)) found << file;
+    }
+    found.sort();
+    return found;
+}
+
+}  // namespace
+
 void Model::openFiles() {
     const QStringList chosen =
         choosers_ ? choosers_->chooseFilesOrFolders(QStringLiteral("Ouvrir des fichiers ou un dossier"), QStringLiteral("Ouvrir"))
@@ -105,25 +142,10 @@ void Model::openFiles() {
 }
 
 void Model::addFilesOrFolders(const QStringList& paths) {
-    auto accepted = [](const QString& path) {
-        return isAcceptedExtension(path.toStdString());
-    };
     QStringList kept;
     for (const auto& path : paths) {
-        const QFileInfo info(path);
-        if (info.isDir()) {
-            // Sorted, so a folder always queues in the same order.
-            QStringList found;
-            QDirIterator it(path, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-            while (it.hasNext()) {
-                const QString file = it.next();
-                if (accepted(file)) found << file;
-            }
-            found.sort();
-            kept << found;
-        } else if (accepted(path)) {
-            kept << path;
-        }
+        if (QFileInfo(path).isDir()) kept << acceptedFilesIn(path);
+        else if (accepted(path)) kept << path;
     }
     if (kept.isEmpty()) {
         setGlobalStatus(QStringLiteral("Aucun fichier audio/vidéo trouvé."));
@@ -155,6 +177,15 @@ void Model::addFiles(const QStringList& paths) {
         setAnalyzeTotal(analyzeTotal_ + added);
     }
     analyzeNext();
+}
+
+void Model::addDropped(const QStringList& paths) {
+    QStringList files;
+    for (const auto& path : paths) {
+        if (QFileInfo(path).isDir()) files << acceptedFilesIn(path);
+        else files << path;
+    }
+    addFiles(files);
 }
 
 void Model::select(const QUuid& id) {
@@ -329,6 +360,16 @@ void Model::applyPreset(int index) {
 GatingMode Model::effectiveGating() const { return effectiveGatingMode(gatingMode_, presetAt(presetIndex_)); }
 
 bool Model::ceilingLocked() const { return presetAt(presetIndex_).ceilingLocked; }
+
+std::optional<PADCheck> Model::selectedPADCheck(std::optional<bool> isShort) const {
+    const FileItem* item = selectedItem();
+    if (!item || !item->measured) return std::nullopt;
+    const LoudnessResult& m = *item->measured;
+    // Only the length decides between the short and long rules: a chosen length stands in
+    // for the file's own.
+    const double seconds = isShort ? (*isShort ? 0.0 : std::numeric_limits<double>::infinity()) : selectedDuration();
+    return checkPAD(m.loudnessRange, m.integratedLUFS, m.truePeakDB, m.shortTermMax, seconds);
+}
 
 // --- Setters ----------------------------------------------------------------------------------
 

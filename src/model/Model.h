@@ -23,6 +23,7 @@
 #include "model/FileItem.h"
 #include "model/MasterTask.h"
 #include "model/Presets.h"
+#include "norms/PADCheck.h"
 #include "output/OutputFormat.h"
 #include "reports/ReportInputs.h"
 
@@ -62,6 +63,9 @@ public:
     // application's arguments): folders are walked, files kept when their extension is accepted.
     void addFilesOrFolders(const QStringList& paths);
     void addFiles(const QStringList& paths);
+    // What was dropped on the window: each folder is searched as the open panel searches it,
+    // each file is queued as it is (addFiles).
+    void addDropped(const QStringList& paths);
     void analyzeNext();
     void remeasureSelected();
     void select(const QUuid& id);
@@ -73,6 +77,9 @@ public:
     void applyPreset(int index);
     GatingMode effectiveGating() const;
     bool ceilingLocked() const;
+    // The French TV delivery check (CST RT-040) of the selected file's measurement; nothing
+    // without one. `isShort` chooses the programme length, else the file's duration decides.
+    std::optional<PADCheck> selectedPADCheck(std::optional<bool> isShort = std::nullopt) const;
 
     // --- Jobs ----------------------------------------------------------------------------
     void saveMaster();
@@ -81,6 +88,8 @@ public:
     void exportBatch();
     void startMultiMaster();
     void generateAB();
+    // "Générer un bruit rose RLL": asks where, then writes the calibration noise there.
+    void saveRLLCalibration();
     const std::vector<BatchFailure>& lastBatchFailures() const { return batchFailures_; }
     // "<name>_master_-23LUFS.wav": what the save panel proposes for the selected file.
     QString proposedSaveName() const;
@@ -116,6 +125,9 @@ public:
     double selectedDuration() const;
     // The live meter's readings while anything plays.
     std::optional<LiveMeter::Readings> liveLevels() const;
+    // What the equaliser graph draws under its curve: while anything plays, 256 bands of the
+    // 4096 frames at the play position; otherwise the selected file's stored spectrum.
+    std::vector<float> displaySpectrum() const;
     const QString& liveMonitorDeviceName() const { return liveMonitorDeviceName_; }
 
     // --- Settings and user presets ---------------------------------------------------------
@@ -125,6 +137,7 @@ public:
     void saveUserPresets();
     void saveUserPreset(const QString& name);
     void loadUserPreset(const QUuid& id);
+    void deleteUserPreset(const QUuid& id);
 
     // --- Published fields ----------------------------------------------------------------
     const std::vector<FileItem>& queue() const { return queue_; }

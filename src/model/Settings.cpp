@@ -127,6 +127,12 @@ void Model::loadUserPreset(const QUuid& id) {
         if (p.id == id) setMp(p.params);
 }
 
+void Model::deleteUserPreset(const QUuid& id) {
+    if (std::erase_if(userPresets_, [&](const NamedPreset& p) { return p.id == id; }) == 0) return;
+    emit userPresetsChanged();
+    saveUserPresets();
+}
+
 // --- Multi-master selection and packs ----------------------------------------------------------
 
 void Model::tickAllNorms() {

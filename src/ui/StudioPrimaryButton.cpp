@@ -26,8 +26,10 @@ void StudioPrimaryButton::setLightColor(std::optional<QColor> color) {
     update();
 }
 
+double StudioPrimaryButton::iconRoom() const { return icon().isNull() ? 0.0 : iconSize().width() + iconGap; }
+
 QSize StudioPrimaryButton::sizeHint() const {
-    return QSize(int(std::ceil(QFontMetricsF(theme::captionFont()).horizontalAdvance(text()) + 40)), 34);
+    return QSize(int(std::ceil(QFontMetricsF(theme::captionFont()).horizontalAdvance(text()) + iconRoom() + 40)), 34);
 }
 
 void StudioPrimaryButton::paintEvent(QPaintEvent*) {
@@ -48,7 +50,17 @@ void StudioPrimaryButton::paintEvent(QPaintEvent*) {
     }
     p.setFont(theme::captionFont());
     p.setPen(isEnabled() ? theme::chrome : theme::textDisabled);
-    p.drawText(rect(), Qt::AlignCenter, text());
+    if (icon().isNull()) {
+        p.drawText(rect(), Qt::AlignCenter, text());
+        return;
+    }
+    // The symbol and the text centred together as one line.
+    const double textWidth = QFontMetricsF(p.font()).horizontalAdvance(text());
+    const QSize is = iconSize();
+    const double left = std::round((width() - textWidth - iconRoom()) / 2);
+    icon().paint(&p, QRect(int(left), (height() - is.height()) / 2, is.width(), is.height()), Qt::AlignCenter,
+                 isEnabled() ? QIcon::Normal : QIcon::Disabled);
+    p.drawText(QRectF(left + iconRoom(), 0, textWidth + 1, height()), Qt::AlignLeft | Qt::AlignVCenter, text());
 }
 
 }  // namespace velmora

@@ -1,6 +1,7 @@
 #pragma once
 // The rack's action button ("ANALYSER", "EXPORTER"): a solid face in its colour, lighter under
-// the pointer (in `lightColor` when given), with dark text. Clicks are QAbstractButton::clicked.
+// the pointer (in `lightColor` when given), with dark text, and the button's icon (when set)
+// before the text. Clicks are QAbstractButton::clicked.
 #include <QAbstractButton>
 #include <QColor>
 #include <optional>
@@ -22,6 +23,9 @@ protected:
     void paintEvent(QPaintEvent*) override;
 
 private:
+    static constexpr double iconGap = 6;
+    double iconRoom() const;  // the icon and the gap after it; 0 without an icon
+
     QColor color_;
     std::optional<QColor> lightColor_;
 };

@@ -1,6 +1,6 @@
 #pragma once
 // A small labelled reading ("S max", "TRUE PEAK", "CIBLE"): the label in capitals above, the
-// value in tabular figures and its colour below.
+// value in tabular figures and its colour below, followed by its unit (when set) in small type.
 #include <QColor>
 #include <QString>
 #include <QWidget>
@@ -17,8 +17,10 @@ public:
 
     void setLabel(const QString& label);
     void setValue(const QString& value);
+    void setUnit(const QString& unit);
     void setColor(const QColor& color);
     const QString& value() const { return value_; }
+    const QString& unit() const { return unit_; }
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -28,7 +30,10 @@ protected:
     void paintEvent(QPaintEvent*) override;
 
 private:
-    QString label_, value_;
+    static constexpr double unitGap = 4;
+    double unitRoom() const;  // the unit and the gap before it; 0 without a unit
+
+    QString label_, value_, unit_;
     QColor color_;
 };
 

@@ -42,12 +42,12 @@ TEST(Application, WindowComesBackWhereItWasLeft) {
     {
         VelmoraApp app(storeIn(dir));
         app.start({});
-        app.window().setGeometry(40, 60, 700, 500);
+        app.window().setGeometry(40, 60, 1400, 900);
         app.window().close();
     }
     VelmoraApp again(storeIn(dir));
     again.start({});
-    EXPECT_EQ(again.window().geometry().size(), QSize(700, 500));
+    EXPECT_EQ(again.window().geometry().size(), QSize(1400, 900));
     EXPECT_EQ(again.window().geometry().topLeft(), QPoint(40, 60));
 }
 

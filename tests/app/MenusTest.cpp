@@ -29,7 +29,7 @@ TEST(Menus, CommandsWithTheirKeys) {
         ASSERT_NE(a, nullptr) << text.toStdString();
         EXPECT_EQ(a->shortcut(), key) << text.toStdString();
     }
-    const QAction* preferences = menuCommand(*window, "Préférences…");
+    const QAction* preferences = menuCommand(*window, "Réglages…");
     ASSERT_NE(preferences, nullptr);
     EXPECT_TRUE(preferences->shortcuts().contains(QKeySequence(Qt::CTRL | Qt::Key_Comma)));
     for (const QKeySequence& k : QKeySequence::keyBindings(QKeySequence::Preferences))

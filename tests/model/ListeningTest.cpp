@@ -131,5 +131,41 @@ TEST_F(ModelOnJack, TestToneAndPlainPlaybackToTheEnd) {
     EXPECT_FALSE(model.isLiveMastering());
 }
 
+TEST_F(ModelOnJack, APausedPlayheadMovesWithASeekAndTheSpectrumFollowsIt) {
+    ScratchDir dir;
+    // Low for the first half, high for the second: the spectrum at the playhead tells them apart.
+    auto tone = sine(4.0, 0.3, 2, 200.0);
+    const auto high = sine(4.0, 0.3, 2, 8000.0);
+    for (int c = 0; c < 2; ++c)
+        std::copy(high[c].begin() + 96000, high[c].end(), tone[std::size_t(c)].begin() + 96000);
+    writeFloatWav(dir / "two.wav", tone, 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "two.wav")});
+    ASSERT_TRUE(waitIdle(model));
+
+    model.togglePlayback();
+    ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
+    ASSERT_TRUE(eventually([&] { return model.playPosition() > 0.02; }));
+    const auto early = model.displaySpectrum();
+    ASSERT_EQ(early.size(), 256u);
+    EXPECT_NE(early, model.selectedItem()->spectrumBins);  // the frame at the playhead, not the whole
+    model.togglePlayback();
+    ASSERT_FALSE(model.isPlaybackPlaying());
+    const double paused = model.playPosition();
+    EXPECT_GT(paused, 0.0);
+    model.seekPlayback(0.75);
+    EXPECT_DOUBLE_EQ(model.playPosition(), 0.75);  // shown at once, though nothing renders
+    model.togglePlayback();
+    ASSERT_TRUE(model.isPlaybackPlaying());
+    ASSERT_TRUE(eventually([&] { return model.playPosition() > 0.76; }));
+    // 200 Hz is band 256·log10(10)/3 ≈ 85, 8 kHz band 256·log10(400)/3 ≈ 222.
+    const auto late = model.displaySpectrum();
+    EXPECT_GT(early[85], early[222]);
+    EXPECT_GT(late[222], late[85]);
+    model.stopPlayback();
+    EXPECT_DOUBLE_EQ(model.playPosition(), 0.0);
+}
+
 }  // namespace
 }  // namespace velmora::test

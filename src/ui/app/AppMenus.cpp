@@ -44,7 +44,7 @@ void installMenus(QMainWindow& window, Model& model, std::function<void()> showP
     updateSave();
 
     file->addSeparator();
-    QAction* preferences = file->addAction(QStringLiteral("Préférences…"), &window, std::move(showPreferences));
+    QAction* preferences = file->addAction(QStringLiteral("Réglages…"), &window, std::move(showPreferences));
     preferences->setShortcuts(preferencesShortcuts());
     preferences->setMenuRole(QAction::PreferencesRole);
     file->addSeparator();

@@ -1,33 +1,17 @@
 #include "ui/app/MainWindowFactory.h"
 
-#include <QLabel>
-#include <QStatusBar>
-
-#include "model/Model.h"
-#include "ui/StudioTheme.h"
+#include "ui/MainWindow.h"
 
 namespace velmora {
 
-// Until the window's content lands: a plain window that shows the queue's size and the status
-// line, so the shell can be used and tested.
-std::unique_ptr<QMainWindow> createMainWindow(Model& model) {
-    auto window = std::make_unique<QMainWindow>();
-    auto* content = new QLabel;
-    content->setAlignment(Qt::AlignCenter);
-    content->setFont(theme::captionFont());
-    const auto showQueue = [content, &model] {
-        content->setText(QStringLiteral("VELMORA · %1 fichier(s)").arg(model.queue().size()));
-    };
-    QObject::connect(&model, &Model::queueChanged, content, showQueue);
-    showQueue();
-    window->setCentralWidget(content);
-    QObject::connect(&model, &Model::globalStatusChanged, window.get(),
-                     [w = window.get(), &model] { w->statusBar()->showMessage(model.globalStatus()); });
-    return window;
+std::unique_ptr<QMainWindow> createMainWindow(Model& model) { return std::make_unique<MainWindow>(model); }
+
+void saveWindowLayout(QMainWindow& window, QSettings& store) {
+    if (auto* main = dynamic_cast<MainWindow*>(&window)) main->saveLayout(store);
 }
 
-void saveWindowLayout(QMainWindow&, QSettings&) {}
-
-void restoreWindowLayout(QMainWindow&, QSettings&) {}
+void restoreWindowLayout(QMainWindow& window, QSettings& store) {
+    if (auto* main = dynamic_cast<MainWindow*>(&window)) main->restoreLayout(store);
+}
 
 }  // namespace velmora

@@ -1,0 +1,222 @@
+#include "ui/MainWindow.h"
+
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QMimeData>
+#include <QScrollArea>
+#include <QSettings>
+#include <QSplitter>
+#include <QVBoxLayout>
+
+#include "model/Model.h"
+#include "ui/EQCurveGraphView.h"
+#include "ui/StudioTheme.h"
+#include "ui/window/ActionBar.h"
+#include "ui/window/ChainSection.h"
+#include "ui/window/Controls.h"
+#include "ui/window/DiagnosisSection.h"
+#include "ui/window/FileListSection.h"
+#include "ui/window/HeaderSection.h"
+#include "ui/window/MeasuresSection.h"
+#include "ui/window/MultiMasterSection.h"
+#include "ui/window/NormSection.h"
+#include "ui/window/OutputSection.h"
+#include "ui/window/PresetsSection.h"
+#include "ui/window/SpaceBarFilter.h"
+#include "ui/window/TransportSection.h"
+
+namespace velmora {
+
+namespace {
+
+const char* const columnsKey = "Velmora_window/columns";
+
+QStringList localPaths(const QMimeData* mime) {
+    QStringList paths;
+    if (!mime) return paths;
+    for (const QUrl& url : mime->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    return paths;
+}
+
+QVBoxLayout* column(QWidget* w, int spacing = 10) {
+    auto* layout = new QVBoxLayout(w);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(spacing);
+    return layout;
+}
+
+}  // namespace
+
+MainWindow::MainWindow(Model& model, QWidget* parent) : QMainWindow(parent), model_(model) {
+    setWindowTitle(QStringLiteral("Velmora"));
+    setObjectName(QStringLiteral("VelmoraMainWindow"));
+    resize(1600, 1000);
+    setMinimumSize(1280, 800);
+    setPalette(theme::studioPalette());
+    setStyleSheet(window::stockWidgetStyle());
+    setAcceptDrops(true);
+
+    auto* central = new QWidget(this);
+    auto* layout = column(central, 0);
+    columns_ = new QSplitter(Qt::Horizontal, central);
+    columns_->setChildrenCollapsible(false);
+    columns_->setHandleWidth(6);
+    columns_->addWidget(makeLeftColumn());
+    columns_->addWidget(makeCentreColumn());
+    columns_->addWidget(makeRightColumn());
+    columns_->setStretchFactor(0, 0);
+    columns_->setStretchFactor(1, 1);
+    columns_->setStretchFactor(2, 0);
+    columns_->setSizes({310, 770, 520});
+    auto* frame = new QWidget(central);
+    auto* framed = column(frame, 0);
+    framed->setContentsMargins(10, 10, 10, 10);
+    framed->addWidget(columns_);
+    layout->addWidget(frame, 1);
+    actions_ = new window::ActionBar(model, central);
+    layout->addWidget(actions_);
+    setCentralWidget(central);
+
+    spaceBar_ = new window::SpaceBarFilter(model, this);
+    qApp->installEventFilter(spaceBar_);
+
+    liveTimer_.setInterval(liveIntervalMS);
+    connect(&liveTimer_, &QTimer::timeout, this, &MainWindow::refreshLive);
+    connect(&model, &Model::isPlaybackPlayingChanged, this, &MainWindow::listeningChanged);
+    connect(&model, &Model::isLiveMasteringChanged, this, &MainWindow::listeningChanged);
+    // Seeks and stops while nothing plays move the cursor once; the timer does it while playing.
+    connect(&model, &Model::playbackTick, this, [this] {
+        if (!liveTimer_.isActive()) transport_->showPosition();
+    });
+    connect(&model, &Model::modeChanged, this, &MainWindow::modeChanged);
+    modeChanged();
+    listeningChanged();
+    // Focus starts on the list, or on the window while the list is empty: never on a field,
+    // where the space bar would type instead of playing.
+    central->setFocusPolicy(Qt::ClickFocus);
+    if (model.queue().empty()) central->setFocus();
+    else fileList_->rows()->setFocus();
+}
+
+MainWindow::~MainWindow() {
+    liveTimer_.stop();
+    if (qApp) qApp->removeEventFilter(spaceBar_);
+}
+
+QWidget* MainWindow::makeLeftColumn() {
+    auto* left = new QWidget;
+    left->setMinimumWidth(250);
+    auto* layout = column(left);
+    header_ = new window::HeaderSection(left);
+    fileList_ = new window::FileListSection(model_, left);
+    presets_ = new window::PresetsSection(model_, left);
+    presets_->setMinimumHeight(280);
+    layout->addWidget(header_);
+    layout->addWidget(fileList_, 1);
+    layout->addWidget(presets_, 1);
+    return left;
+}
+
+QWidget* MainWindow::makeCentreColumn() {
+    auto* centre = new QWidget;
+    centre->setMinimumWidth(520);
+    auto* layout = column(centre);
+    measures_ = new window::MeasuresSection(model_, centre);
+    transport_ = new window::TransportSection(model_, centre);
+    diagnosis_ = new window::DiagnosisSection(model_, centre);
+    layout->addWidget(measures_);
+    layout->addWidget(transport_);
+    layout->addWidget(diagnosis_, 1);
+    return centre;
+}
+
+QWidget* MainWindow::makeRightColumn() {
+    settingsScroll_ = new QScrollArea;
+    settingsScroll_->setWidgetResizable(true);
+    settingsScroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    settingsScroll_->setMinimumWidth(440);
+    settingsScroll_->setFrameShape(QFrame::NoFrame);
+    auto* content = new QWidget;
+    auto* layout = column(content);
+    layout->setContentsMargins(0, 0, 10, 0);  // room for the scroll bar
+    norm_ = new window::NormSection(model_, content);
+    chain_ = new window::ChainSection(model_, content);
+    output_ = new window::OutputSection(model_, content);
+    multiMaster_ = new window::MultiMasterSection(model_, content);
+    layout->addWidget(norm_);
+    layout->addWidget(chain_);
+    layout->addWidget(output_);
+    layout->addWidget(multiMaster_);
+    layout->addStretch(1);
+    settingsScroll_->setWidget(content);
+    settingsScroll_->viewport()->setAutoFillBackground(false);
+    content->setAutoFillBackground(false);
+    return settingsScroll_;
+}
+
+void MainWindow::saveLayout(QSettings& settings) const { settings.setValue(columnsKey, columns_->saveState()); }
+
+void MainWindow::restoreLayout(QSettings& settings) {
+    const QByteArray state = settings.value(columnsKey).toByteArray();
+    if (!state.isEmpty()) columns_->restoreState(state);
+}
+
+void MainWindow::modeChanged() {
+    // The chain keeps its settings while hidden; switching back shows them as they were.
+    chain_->setVisible(model_.mode() == ProcessMode::master);
+}
+
+void MainWindow::listeningChanged() {
+    const bool playing = model_.isPlaybackPlaying() || model_.isLiveMastering();
+    if (playing) {
+        if (!liveTimer_.isActive()) liveTimer_.start();
+        refreshLive();
+        return;
+    }
+    liveTimer_.stop();
+    measures_->showLive(std::nullopt);
+    transport_->showPosition();
+    if (const FileItem* item = model_.selectedItem()) chain_->equaliserGraph()->setSpectrum(item->spectrumBins);
+}
+
+void MainWindow::refreshLive() {
+    measures_->showLive(model_.liveLevels());
+    transport_->showPosition();
+    // The spectrum costs an FFT: only for a graph someone can see.
+    EQCurveGraphView* eq = chain_->equaliserGraph();
+    if (eq->isVisible() && !eq->visibleRegion().isEmpty()) eq->setSpectrum(model_.displaySpectrum());
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* e) {
+    if (localPaths(e->mimeData()).isEmpty()) return e->ignore();
+    e->acceptProposedAction();
+    fileList_->setDragOver(true);
+}
+
+void MainWindow::dragMoveEvent(QDragMoveEvent* e) {
+    if (localPaths(e->mimeData()).isEmpty()) return e->ignore();
+    e->acceptProposedAction();
+}
+
+void MainWindow::dragLeaveEvent(QDragLeaveEvent*) { fileList_->setDragOver(false); }
+
+void MainWindow::dropEvent(QDropEvent* e) {
+    fileList_->setDragOver(false);
+    const QStringList paths = localPaths(e->mimeData());
+    if (paths.isEmpty()) return e->ignore();
+    e->acceptProposedAction();
+    model_.addDropped(paths);
+}
+
+void MainWindow::keyPressEvent(QKeyEvent* e) {
+    // Reaches the window when the focused control has no use for the key (a knob takes Home
+    // and End for its own range, a text field for its cursor).
+    if (e->modifiers() == Qt::NoModifier && (e->key() == Qt::Key_Home || e->key() == Qt::Key_End)) {
+        if (!model_.busy() && model_.selectedItem()) model_.seekPlayback(e->key() == Qt::Key_Home ? 0.0 : 1.0);
+        return;
+    }
+    QMainWindow::keyPressEvent(e);
+}
+
+}  // namespace velmora

@@ -1,0 +1,59 @@
+#include "ui/window/ChainBinding.h"
+
+#include "model/Model.h"
+#include "ui/LedToggle.h"
+#include "ui/SSLKnob.h"
+#include "ui/window/Controls.h"
+
+namespace velmora::window {
+
+ChainBinding::ChainBinding(Model& model, QObject* parent) : QObject(parent), model_(model) {
+    connect(&model, &Model::mpChanged, this, &ChainBinding::refresh);
+}
+
+void ChainBinding::edit(const std::function<void(MasterParams&)>& change) {
+    MasterParams p = model_.mp();
+    change(p);
+    model_.setMp(p);
+}
+
+SSLKnob* ChainBinding::knob(double MasterParams::*field, const QString& label, double low, double high,
+                            const char* format, const QString& unit, const QColor& colour, int size, QWidget* parent,
+                            const QString& accessibleName) {
+    auto* k = new SSLKnob(label, low, high, format, unit, colour, size, parent);
+    k->setDefaultValue(MasterParams{}.*field);
+    k->setValue(model_.mp().*field);
+    if (!accessibleName.isEmpty()) k->setAccessibleName(accessibleName);
+    connect(k, &SSLKnob::valueEdited, this, [this, field](double v) { edit([&](MasterParams& p) { p.*field = v; }); });
+    shows_.push_back([k, field](const MasterParams& p) { k->setValue(p.*field); });
+    return k;
+}
+
+LedToggle* ChainBinding::toggle(bool MasterParams::*field, const QString& label, QWidget* parent) {
+    auto* t = new LedToggle(label, parent);
+    t->setChecked(model_.mp().*field);
+    connect(t, &QAbstractButton::clicked, this, [this, field](bool on) { edit([&](MasterParams& p) { p.*field = on; }); });
+    shows_.push_back([t, field](const MasterParams& p) { t->setChecked(p.*field); });
+    return t;
+}
+
+LabeledSlider* ChainBinding::slider(double MasterParams::*field, const QString& caption, double low, double high,
+                                    double step, std::function<QString(double)> format, QWidget* parent) {
+    auto* s = new LabeledSlider(caption, low, high, step, std::move(format), parent);
+    s->setValue(model_.mp().*field);
+    connect(s, &LabeledSlider::valueEdited, this, [this, field](double v) { edit([&](MasterParams& p) { p.*field = v; }); });
+    shows_.push_back([s, field](const MasterParams& p) { s->setValue(p.*field); });
+    return s;
+}
+
+void ChainBinding::onChange(std::function<void(const MasterParams&)> show) {
+    show(model_.mp());
+    shows_.push_back(std::move(show));
+}
+
+void ChainBinding::refresh() {
+    const MasterParams& p = model_.mp();
+    for (const auto& show : shows_) show(p);
+}
+
+}  // namespace velmora::window

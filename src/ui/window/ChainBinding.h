@@ -1,0 +1,50 @@
+#pragma once
+// Binds the chain's controls to the model's `mp`: each knob, switch and slider shows one field
+// of MasterParams and writes it back through Model::setMp, which the live streamer hears from
+// its next block. One refresh on mpChanged puts every control back in step.
+#include <QObject>
+#include <QString>
+#include <functional>
+#include <vector>
+
+#include "mastering/MasterParams.h"
+
+class QColor;
+class QWidget;
+
+namespace velmora {
+
+class LedToggle;
+class Model;
+class SSLKnob;
+
+namespace window {
+
+class LabeledSlider;
+
+class ChainBinding : public QObject {
+    Q_OBJECT
+public:
+    ChainBinding(Model& model, QObject* parent);
+
+    // A knob on `field`, reset by a double-click to the field's default.
+    SSLKnob* knob(double MasterParams::*field, const QString& label, double low, double high, const char* format,
+                  const QString& unit, const QColor& colour, int size, QWidget* parent,
+                  const QString& accessibleName = {});
+    LedToggle* toggle(bool MasterParams::*field, const QString& label, QWidget* parent);
+    LabeledSlider* slider(double MasterParams::*field, const QString& caption, double low, double high, double step,
+                          std::function<QString(double)> format, QWidget* parent);
+    // Anything else that shows the chain (graphs, notes, glows).
+    void onChange(std::function<void(const MasterParams&)> show);
+
+    // Writes one change into a copy of `mp` and hands it to the model.
+    void edit(const std::function<void(MasterParams&)>& change);
+    void refresh();
+
+private:
+    Model& model_;
+    std::vector<std::function<void(const MasterParams&)>> shows_;
+};
+
+}  // namespace window
+}  // namespace velmora

@@ -1,0 +1,65 @@
+#pragma once
+// Sections 7 and 8 of the window: how many of the 21 norms the untouched file already meets,
+// and the multi-norm diagnosis, one line per norm with its verdict marks and deltas.
+#include <QWidget>
+#include <vector>
+
+#include "norms/Diagnosis.h"
+
+class QLabel;
+class QScrollArea;
+
+namespace velmora {
+
+class Model;
+class StudioPanel;
+
+namespace window {
+
+// The 21 lines in two columns: mark, norm, loudness delta, true-peak mark and delta ("%+.1f").
+// The chosen norm's line is highlighted.
+class NormListView : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int lineHeight = 19;
+    explicit NormListView(QWidget* parent = nullptr);
+    void setChecks(std::vector<NormCheck> checks, int chosen);
+    const std::vector<NormCheck>& checks() const { return checks_; }
+    // The text of line `index` as drawn, for tests and screen readers: "✓ label  +0.4 LU  ✓ TP -0.3".
+    QString lineText(int index) const;
+    QSize sizeHint() const override;
+    bool hasHeightForWidth() const override { return true; }
+    int heightForWidth(int width) const override;
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+
+private:
+    int columns() const;
+
+    std::vector<NormCheck> checks_;
+    int chosen_ = -1;
+};
+
+class DiagnosisSection : public QWidget {
+    Q_OBJECT
+public:
+    explicit DiagnosisSection(Model& model, QWidget* parent = nullptr);
+    QLabel* conformityLine() const { return summary_; }
+    NormListView* normList() const { return list_; }
+    StudioPanel* diagnosisPanel() const { return diagnosisPanel_; }
+
+private:
+    void refresh();
+
+    Model& model_;
+    StudioPanel* conformityPanel_;
+    QLabel* summary_;
+    QLabel* count_;
+    StudioPanel* diagnosisPanel_;
+    NormListView* list_;
+    QLabel* empty_;
+};
+
+}  // namespace window
+}  // namespace velmora

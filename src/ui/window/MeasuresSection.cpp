@@ -1,0 +1,280 @@
+#include "ui/window/MeasuresSection.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+#include <cmath>
+#include <limits>
+
+#include "model/Model.h"
+#include "norms/Presets.h"
+#include "output/MasterDelivery.h"
+#include "ui/AnalogVUMeter.h"
+#include "ui/BigMeter.h"
+#include "ui/StudioPanel.h"
+#include "ui/StudioTheme.h"
+#include "ui/VerticalMeter.h"
+#include "ui/window/Controls.h"
+#include "ui/window/WindowText.h"
+
+namespace velmora::window {
+
+namespace {
+
+constexpr double minusInfinity = -std::numeric_limits<double>::infinity();
+// Below this width the readings go under the meters, four to a row; above, beside them.
+constexpr int besideFromWidth = 700;
+
+QLabel* warningLine(const QString& text, const QColor& colour, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setWordWrap(true);
+    label->setFont(theme::bodyFont());
+    setTextColour(label, colour);
+    return label;
+}
+
+// A reading and its unit; the unit goes when there is no reading.
+void showReading(ValueBadge* badge, double value, const QString& unit) {
+    badge->setValue(oneDecimal(value));
+    badge->setUnit(std::isfinite(value) ? unit : QString());
+}
+
+// Green within the norm's tolerance, amber within twice it, red beyond; grey without a value.
+QColor verdictColour(double integrated, double target, double tolerance) {
+    if (!std::isfinite(integrated)) return theme::textSecondary;
+    const double off = std::fabs(integrated - target);
+    if (off <= tolerance + 0.05) return theme::ledGreen;
+    if (off <= 2 * tolerance + 1.0) return theme::zoneAmber;
+    return theme::zoneRed;
+}
+
+}  // namespace
+
+MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent), model_(model) {
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    panel_ = new StudioPanel(QStringLiteral("MESURES"), this);
+    outer->addWidget(panel_);
+    auto* panelLayout = new QVBoxLayout(panel_);
+    panelLayout->setContentsMargins(0, 0, 0, 0);
+    stack_ = new QStackedWidget(panel_);
+    panelLayout->addWidget(stack_);
+
+    placeholder_ = new QLabel(QStringLiteral("Sélectionnez un fichier pour voir les mesures"), stack_);
+    placeholder_->setAlignment(Qt::AlignCenter);
+    placeholder_->setFont(theme::bodyFont());
+    setTextColour(placeholder_, theme::textSecondary);
+    placeholder_->setMinimumHeight(120);
+    stack_->addWidget(placeholder_);
+
+    auto* page = new QWidget(stack_);
+    stack_->addWidget(page);
+    body_ = new QVBoxLayout(page);
+    body_->setContentsMargins(0, 0, 0, 0);
+    body_->setSpacing(8);
+    meterRow_ = new QHBoxLayout;
+    meterRow_->setSpacing(10);
+    body_->addLayout(meterRow_);
+
+    integrated_ = new BigMeter(QStringLiteral("INTÉGRÉE"), QStringLiteral("LUFS"), false, page);
+    shortTerm_ = new VerticalMeter(QStringLiteral("COURT TERME"), false, page);
+    meterRow_->addWidget(integrated_);
+    meterRow_->addWidget(shortTerm_);
+    auto* needles = new QVBoxLayout;
+    needles->setSpacing(6);
+    loudnessVU_ = new AnalogVUMeter(page);
+    loudnessVU_->setTitle(QStringLiteral("SONIE (VU · M)"));
+    loudnessVU_->setDeltas(-24, 6);
+    loudnessVU_->setAccent(theme::accent);
+    peakVU_ = new AnalogVUMeter(page);
+    peakVU_->setTitle(QStringLiteral("TRUE PEAK (VU)"));
+    peakVU_->setDeltas(-24, 6);
+    peakVU_->setUnit(QStringLiteral("dBTP"));
+    peakVU_->setAccent(theme::zoneRed);
+    for (auto* vu : {loudnessVU_, peakVU_}) {
+        vu->setMinimumSize(190, 118);
+        vu->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
+        needles->addWidget(vu);
+    }
+    meterRow_->addLayout(needles, 1);
+
+    badgeBox_ = new QWidget(page);
+    badgeGrid_ = new QGridLayout(badgeBox_);
+    badgeGrid_->setContentsMargins(0, 0, 0, 0);
+    badgeGrid_->setHorizontalSpacing(6);
+    badgeGrid_->setVerticalSpacing(6);
+    momentaryMax_ = new SeekBadge(QStringLiteral("M max"), badgeBox_);
+    shortTermMax_ = new SeekBadge(QStringLiteral("S max"), badgeBox_);
+    truePeak_ = new SeekBadge(QStringLiteral("TRUE PEAK"), badgeBox_);
+    samplePeak_ = new SeekBadge(QStringLiteral("PEAK"), badgeBox_);
+    range_ = new SeekBadge(QStringLiteral("LRA"), badgeBox_);
+    target_ = new SeekBadge(QStringLiteral("CIBLE"), badgeBox_);
+    ceiling_ = new SeekBadge(QStringLiteral("PLAFOND"), badgeBox_);
+    target_->setColor(theme::accent);
+    ceiling_->setColor(theme::accent);
+
+    warningBox_ = new QWidget(page);
+    warningLines_ = new QVBoxLayout(warningBox_);
+    warningLines_->setContentsMargins(2, 0, 2, 0);
+    warningLines_->setSpacing(2);
+    body_->addWidget(warningBox_);
+    arrangeBadges();
+
+    connect(momentaryMax_, &SeekBadge::activated, this, [this] {
+        if (const auto* i = model_.selectedItem(); i && i->measured) seekTo(i->measured->momentaryMaxSeconds);
+    });
+    connect(shortTermMax_, &SeekBadge::activated, this, [this] {
+        if (const auto* i = model_.selectedItem(); i && i->measured) seekTo(i->measured->shortTermMaxSeconds);
+    });
+    connect(truePeak_, &SeekBadge::activated, this, [this] {
+        if (const auto* i = model_.selectedItem(); i && i->measured) seekTo(i->measured->truePeakSeconds);
+    });
+
+    connect(&model, &Model::itemChanged, this, [this](const QUuid& id) {
+        if (model_.selectedID() == id) refresh();
+    });
+    for (auto signal : {&Model::selectedIDChanged, &Model::targetChanged, &Model::ceilingChanged,
+                        &Model::displayUnitChanged, &Model::presetIndexChanged, &Model::layoutWarningChanged})
+        connect(&model, signal, this, &MeasuresSection::refresh);
+    refresh();
+}
+
+void MeasuresSection::seekTo(std::optional<double> seconds) {
+    const double duration = model_.selectedDuration();
+    if (!seconds || !(duration > 0)) return;
+    model_.seekPlayback(*seconds / duration);
+}
+
+void MeasuresSection::resizeEvent(QResizeEvent* e) {
+    QWidget::resizeEvent(e);
+    arrangeBadges();
+}
+
+void MeasuresSection::arrangeBadges() {
+    const bool beside = width() >= besideFromWidth;
+    const int columns = beside ? 2 : 4;
+    if (columns == badgeColumns_) return;
+    badgeColumns_ = columns;
+    const SeekBadge* order[] = {momentaryMax_, shortTermMax_, truePeak_, samplePeak_, range_, target_, ceiling_};
+    for (auto* b : order) badgeGrid_->removeWidget(const_cast<SeekBadge*>(b));
+    for (int i = 0; i < 7; ++i) badgeGrid_->addWidget(const_cast<SeekBadge*>(order[i]), i / columns, i % columns);
+    meterRow_->removeWidget(badgeBox_);
+    body_->removeWidget(badgeBox_);
+    if (beside) {
+        meterRow_->addWidget(badgeBox_, 0, Qt::AlignVCenter);
+    } else {
+        body_->insertWidget(1, badgeBox_);
+    }
+}
+
+void MeasuresSection::refresh() {
+    const FileItem* item = model_.selectedItem();
+    stack_->setCurrentIndex(item ? 1 : 0);
+    const QString unit = unitText(model_.displayUnit());
+    const double target = model_.target();
+    const double ceiling = model_.ceiling();
+    // The scales are redrawn whole when they change: only when they do.
+    if (unit != shownUnit_) {
+        shownUnit_ = unit;
+        integrated_->setUnit(unit);
+        loudnessVU_->setUnit(unit);
+    }
+    if (target != shownTarget_) {
+        shownTarget_ = target;
+        integrated_->setTarget(target);
+        shortTerm_->setTarget(target);
+        loudnessVU_->setReference(target);
+    }
+    if (ceiling != shownCeiling_) {
+        shownCeiling_ = ceiling;
+        peakVU_->setReference(ceiling);
+    }
+    showReading(target_, target, unit);
+    showReading(ceiling_, ceiling, QStringLiteral("dBTP"));
+
+    const LoudnessResult m = item && item->measured ? *item->measured : LoudnessResult{};
+    const bool measured = item && item->measured;
+    const double truePeak = measured ? m.truePeakDB : minusInfinity;
+    showReading(momentaryMax_, m.momentaryMax, unit);
+    momentaryMax_->setSeekable(m.momentaryMaxSeconds.has_value());
+    showReading(shortTermMax_, m.shortTermMax, unit);
+    shortTermMax_->setSeekable(m.shortTermMaxSeconds.has_value());
+    showReading(truePeak_, truePeak, QStringLiteral("dBTP"));
+    truePeak_->setSeekable(m.truePeakSeconds.has_value());
+    const QColor peakColour = !std::isfinite(truePeak) ? theme::textPrimary
+                              : truePeak <= ceiling + 0.05 ? theme::ledGreen
+                                                           : theme::zoneRed;
+    if (peakColour != truePeakColour_) {
+        truePeakColour_ = peakColour;
+        truePeak_->setColor(peakColour);
+    }
+    showReading(range_, m.loudnessRange.value_or(minusInfinity), QStringLiteral("LU"));
+    if (!live_) showLive(std::nullopt);
+    refreshWarnings();
+}
+
+void MeasuresSection::showLive(const std::optional<LiveMeter::Readings>& readings) {
+    // Twenty times a second while something plays: touch only what changes, so each meter
+    // repaints its own rectangle and the panel under them stays as it is.
+    const bool live = readings.has_value();
+    if (live != live_) {
+        live_ = live;
+        panel_->setGlow(live ? std::optional<QColor>(theme::accent) : std::nullopt);
+    }
+    const FileItem* item = model_.selectedItem();
+    const LoudnessResult m = item && item->measured ? *item->measured : LoudnessResult{};
+    const bool measured = item && item->measured;
+    const double integrated = readings ? readings->integrated : m.integratedLUFS;
+    const double shortTerm = readings ? readings->shortTerm : m.shortTermMax;
+    const double momentary = readings ? readings->momentary : m.integratedLUFS;
+    const double peak = readings ? readings->peakDB : (measured ? m.truePeakDB : minusInfinity);
+    const double samplePeak = readings ? readings->peakDB : m.samplePeakDB;
+    integrated_->setValue(integrated);
+    const QColor verdict = verdictColour(integrated, model_.target(), presetAt(model_.presetIndex()).toleranceLU);
+    if (verdict != integratedColour_) {
+        integratedColour_ = verdict;
+        integrated_->setValueColor(verdict);
+    }
+    shortTerm_->setValue(shortTerm);
+    loudnessVU_->setValue(momentary);
+    peakVU_->setValue(peak);
+    showReading(samplePeak_, samplePeak, QStringLiteral("dBFS"));
+    const bool seekable = !readings && m.samplePeakSeconds.has_value();
+    if (seekable != samplePeak_->seekable()) samplePeak_->setSeekable(seekable);
+}
+
+void MeasuresSection::refreshWarnings() {
+    std::vector<std::pair<QString, QColor>> lines;
+    const FileItem* item = model_.selectedItem();
+    if (item && item->inversionWarning)
+        lines.emplace_back(QStringLiteral("⚠ ") + QString::fromStdString(item->inversionWarning->text()), theme::zoneAmber);
+    if (item && item->protectionAppliedDB > 0.05) {
+        lines.emplace_back(protectionBadge(item->protectionAppliedDB), theme::accent);
+        lines.emplace_back(QStringLiteral("Compression douce appliquée avant le limiteur pour préserver les transitoires."),
+                           theme::textSecondary);
+    }
+    if (item && item->targetMissedLUFS)
+        lines.emplace_back(QStringLiteral("⚠ ") + QString::fromStdString(targetMissedText(*item->targetMissedLUFS)),
+                           theme::zoneAmber);
+    if (!model_.layoutWarning().isEmpty()) lines.emplace_back(model_.layoutWarning(), theme::zoneAmber);
+    // New labels lay the panel out again: only when the lines are not those shown.
+    if (lines == shownWarnings_) return;
+    shownWarnings_ = lines;
+    while (QLayoutItem* line = warningLines_->takeAt(0)) {
+        delete line->widget();
+        delete line;
+    }
+    for (const auto& [text, colour] : lines) warningLines_->addWidget(warningLine(text, colour, warningBox_));
+    warningBox_->setVisible(!lines.empty());
+}
+
+QStringList MeasuresSection::warnings() const {
+    QStringList lines;
+    for (int i = 0; i < warningLines_->count(); ++i)
+        if (auto* label = qobject_cast<QLabel*>(warningLines_->itemAt(i)->widget())) lines << label->text();
+    return lines;
+}
+
+}  // namespace velmora::window

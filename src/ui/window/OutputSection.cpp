@@ -1,0 +1,144 @@
+#include "ui/window/OutputSection.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include "model/Model.h"
+#include "norms/Presets.h"
+#include "ui/LedToggle.h"
+#include "ui/StudioMenuPicker.h"
+#include "ui/StudioPanel.h"
+#include "ui/StudioTheme.h"
+#include "ui/window/Controls.h"
+#include "ui/window/WindowText.h"
+
+namespace velmora::window {
+
+namespace {
+
+QString text(std::string_view raw) { return QString::fromUtf8(raw.data(), qsizetype(raw.size())); }
+
+QString layoutLabel(ChannelLayout l) { return text(rawValue(l)); }
+
+}  // namespace
+
+OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), model_(model) {
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* panel = new StudioPanel(QStringLiteral("ANALYSE ET SORTIE"), this);
+    outer->addWidget(panel);
+    auto* layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+
+    auto picker = [&](const QString& caption) {
+        layout->addSpacing(2);
+        layout->addWidget(makeCaption(caption.toUpper(), panel));
+        auto* p = new StudioMenuPicker(panel);
+        p->setAccessibleName(caption);
+        layout->addWidget(p);
+        return p;
+    };
+    gating_ = picker(QStringLiteral("Méthode d'analyse (gating)"));
+    dialogueNote_ = makeNote(QStringLiteral("Mode Dialogues actif : intégrée calculée uniquement sur les segments vocaux (VAD "
+                                            "énergie + bande 300-3400 Hz + hangover 400 ms). Modèle neuronal brancable plus "
+                                            "tard pour une précision supérieure."),
+                             panel);
+    layout->addWidget(dialogueNote_);
+
+    layout_ = picker(QStringLiteral("Format de canaux"));
+    std::vector<PickerOption> layouts;
+    for (ChannelLayout l : allChannelLayouts) layouts.push_back({layoutLabel(l), int(l)});
+    fillPicker(layout_, layouts, [this](const QVariant& v) {
+        model_.setLayout(ChannelLayout(v.toInt()));
+        model_.saveSettings();
+    });
+
+    order_ = picker(QStringLiteral("Ordre des canaux (5.1)"));
+    std::vector<PickerOption> orders;
+    for (ChannelOrder o : {ChannelOrder::smpte, ChannelOrder::itu, ChannelOrder::film, ChannelOrder::aac})
+        orders.push_back({text(rawValue(o)), int(o)});
+    fillPicker(order_, orders, [this](const QVariant& v) {
+        model_.setChannelOrder(ChannelOrder(v.toInt()));
+        model_.saveSettings();
+    });
+    layout->addWidget(makeNote(QStringLiteral("Indiquez l'ordre utilisé par votre système : la mesure pondère le bon canal "
+                                              "(LFE exclu, surrounds +1,5 dB)."),
+                               panel));
+
+    rate_ = picker(QStringLiteral("Fréquence de sortie"));
+    std::vector<PickerOption> rates;
+    for (const auto& r : outputRateChoices) rates.push_back({text(r.label), r.hz});
+    fillPicker(rate_, rates, [this](const QVariant& v) { model_.setOutputRate(v.toDouble()); });
+
+    depth_ = picker(QStringLiteral("Profondeur"));
+    std::vector<PickerOption> depths;
+    for (BitDepth d : allBitDepths) depths.push_back({text(rawValue(d)), int(d)});
+    fillPicker(depth_, depths, [this](const QVariant& v) {
+        model_.setBitDepth(BitDepth(v.toInt()));
+        model_.saveSettings();
+    });
+
+    format_ = picker(QStringLiteral("Format de fichier"));
+    std::vector<PickerOption> formats;
+    for (FileFormat f : allFileFormats) formats.push_back({text(rawValue(f)), int(f)});
+    fillPicker(format_, formats, [this](const QVariant& v) {
+        model_.setFileFormat(FileFormat(v.toInt()));
+        model_.saveSettings();
+    });
+
+    layout->addSpacing(6);
+    textReport_ = new LedToggle(QStringLiteral("Rapport texte (.txt)"), panel);
+    pdfReport_ = new LedToggle(QStringLiteral("Rapport PDF (avec verdict)"), panel);
+    layout->addWidget(textReport_);
+    layout->addWidget(pdfReport_);
+    connect(textReport_, &QAbstractButton::clicked, this, [this](bool on) {
+        model_.setExportLog(on);
+        model_.saveSettings();
+    });
+    connect(pdfReport_, &QAbstractButton::clicked, this, [this](bool on) {
+        model_.setExportPDF(on);
+        model_.saveSettings();
+    });
+    layout->addSpacing(4);
+    layout->addWidget(makeNote(QStringLiteral("Langue des rapports et routage du monitoring : menu Réglages… (Ctrl+,)."), panel));
+
+    for (auto signal : {&Model::gatingModeChanged, &Model::presetIndexChanged, &Model::layoutChanged,
+                        &Model::channelOrderChanged, &Model::outputRateChanged, &Model::bitDepthChanged,
+                        &Model::fileFormatChanged, &Model::exportLogChanged, &Model::exportPDFChanged})
+        connect(&model, signal, this, &OutputSection::refresh);
+    connect(&model, &Model::presetIndexChanged, this, &OutputSection::refillGating);
+    refillGating();
+    refresh();
+}
+
+void OutputSection::refillGating() {
+    const GatingMode recommended = presetAt(model_.presetIndex()).recommendedGating;
+    std::vector<PickerOption> modes;
+    for (GatingMode g : allGatingModes)
+        modes.push_back({g == GatingMode::autoMode ? autoGatingLabel(recommended) : text(rawValue(g)), int(g)});
+    fillPicker(gating_, modes, [this](const QVariant& v) {
+        model_.setGatingMode(GatingMode(v.toInt()));
+        model_.saveSettings();
+    });
+}
+
+void OutputSection::refresh() {
+    const GatingMode g = model_.gatingMode();
+    gating_->setCurrentLabel(g == GatingMode::autoMode ? autoGatingLabel(presetAt(model_.presetIndex()).recommendedGating)
+                                                       : text(rawValue(g)));
+    dialogueNote_->setVisible(model_.effectiveGating() == GatingMode::dialog);
+    layout_->setCurrentLabel(layoutLabel(model_.layout()));
+    order_->setCurrentLabel(text(rawValue(model_.channelOrder())));
+    QString rate = text(outputRateChoices.front().label);
+    for (const auto& r : outputRateChoices)
+        if (r.hz == model_.outputRate()) rate = text(r.label);
+    rate_->setCurrentLabel(rate);
+    depth_->setCurrentLabel(text(rawValue(model_.bitDepth())));
+    format_->setCurrentLabel(text(rawValue(model_.fileFormat())));
+    textReport_->setChecked(model_.exportLog());
+    pdfReport_->setChecked(model_.exportPDF());
+}
+
+}  // namespace velmora::window
