@@ -16,6 +16,8 @@ std::string LoudnessError::message() const {
     case Code::diskAccess: return "Accès au disque refusé. Vérifiez les permissions du dossier.";
     case Code::tooLarge: return "Fichier trop volumineux pour la mémoire disponible.";
     case Code::sourceChanged: return "Le fichier source a changé depuis son analyse : analysez-le de nouveau.";
+    case Code::pictureNotCarried:
+        return "Image de la vidéo source impossible à reprendre telle quelle dans un fichier .mov.";
     case Code::sameAsSource: return "Le master ne peut pas remplacer son fichier source : choisissez un autre nom.";
     case Code::outputTooLargeForAiff:
         return "Master trop volumineux pour le format AIFF (4 Go au plus) : choisissez le format WAV.";

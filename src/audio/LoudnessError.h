@@ -24,6 +24,8 @@ struct LoudnessError {
         nothingToWrite,
         // A source decoded again for a master no longer gives what was measured.
         sourceChanged,
+        // A video source whose picture a movie cannot carry as it is (or that has none).
+        pictureNotCarried,
     };
     Code code;
     int channelCount = 0;  // payload of tooManyChannels only

@@ -268,7 +268,9 @@ std::optional<RemuxFailure> remuxVideoMaster(const std::filesystem::path& source
     Input source;
     if (int r = openInput(sourceVideo, source); r < 0) return ffmpegFailure(r);
     AVStream* video = firstStream(source.get(), AVMEDIA_TYPE_VIDEO);
-    if (!video || !movieAccepts(movie, video->codecpar->codec_id)) return cannotWrite();
+    // Not a disk's doing: the picture itself cannot go into a movie without re-encoding.
+    if (!video || !movieAccepts(movie, video->codecpar->codec_id))
+        return velmoraFailure({LoudnessError::Code::pictureNotCarried});
     discardAllBut(source.get(), video);
 
     Input master;

@@ -14,7 +14,7 @@ namespace velmora {
 // description with no error, since no LoudnessError says more than that text.
 struct RemuxFailure {
     std::string message;                // what the user is shown, as it is
-    std::optional<LoudnessError> error;  // cannotWrite or diskAccess when it is one of ours
+    std::optional<LoudnessError> error;  // when it is one of ours
 };
 
 // Writes `destination` as a QuickTime movie holding the first video track of `sourceVideo`
@@ -23,8 +23,8 @@ struct RemuxFailure {
 // shorter master leaves the end of the picture silent. The source's own sound and any other
 // track are left out. An existing destination is replaced only once the movie is complete.
 //
-// cannotWrite when the source has no picture, the master has no audio, or either cannot be
-// carried in a movie as it is (a compressed master included).
+// pictureNotCarried when the source has no picture or one a movie cannot carry as it is;
+// cannotWrite when the master has no audio or cannot be carried (a compressed master).
 std::optional<RemuxFailure> remuxVideoMaster(const std::filesystem::path& sourceVideo,
                                              const std::filesystem::path& masterAudio,
                                              const std::filesystem::path& destination);
