@@ -50,16 +50,26 @@ void Model::testLiveMonitor() {
     setGlobalStatus(QStringLiteral("Test 1 kHz sur ") + liveMonitorDeviceName_ + QStringLiteral(" ✓"));
 }
 
-std::shared_ptr<const Channels> Model::selectedSamples() {
+std::shared_ptr<const Channels> Model::selectedSamples(QString& why) {
     FileItem* item = selectedID_ ? findItem(*selectedID_) : nullptr;
-    if (!item || !item->hasAudio()) return nullptr;
+    if (!item || !item->hasAudio()) {
+        why = QStringLiteral("Sélectionnez d'abord un fichier.");
+        return nullptr;
+    }
     if (!item->channels) {
         const double bytes = double(item->channelTotal) * double(item->frameTotal) * sizeof(float);
-        if (!worthHoldingBytes(bytes)) return nullptr;
+        // Listening holds the whole file: a feature film is over that budget.
+        if (!worthHoldingBytes(bytes)) {
+            why = text(LoudnessError{LoudnessError::Code::tooLarge}.message());
+            return nullptr;
+        }
         // Decoded on the main thread: a song is read in a blink, and anything longer than the
         // budget is refused above.
         auto audio = loadAudio(item->url, item->isVideo);
-        if (!audio || audio->channelCount() != item->channelTotal) return nullptr;
+        if (!audio || audio->channelCount() != item->channelTotal) {
+            why = text(audio ? LoudnessError{LoudnessError::Code::sourceChanged}.message() : audio.error().message());
+            return nullptr;
+        }
         item->channels = std::make_shared<const Channels>(std::move(audio->channels));
     }
     return item->channels;
@@ -67,9 +77,10 @@ std::shared_ptr<const Channels> Model::selectedSamples() {
 
 void Model::startLiveMastering() {
     const FileItem* item = selectedItem();
-    const auto samples = selectedSamples();
+    QString why;
+    const auto samples = selectedSamples(why);
     if (!item || !samples) {
-        setGlobalStatus(QStringLiteral("Sélectionnez d'abord un fichier."));
+        setGlobalStatus(why);
         return;
     }
     if (auto message = configureLiveMonitor()) {
@@ -134,9 +145,10 @@ void Model::togglePlayback() {
         return;
     }
     if (isLiveMastering_) stopLiveMastering();
-    const auto samples = selectedSamples();
+    QString why;
+    const auto samples = selectedSamples(why);
     if (!samples) {
-        setGlobalStatus(QStringLiteral("Sélectionnez d'abord un fichier."));
+        setGlobalStatus(why);
         return;
     }
     playback_->load(item->url, samples, item->sampleRate);
@@ -160,7 +172,8 @@ void Model::seekPlayback(double fraction) {
     if (!item) return;
     if (!playback_) playback_ = std::make_unique<FilePlaybackController>();
     if (playback_->loadedPath() != item->url || !playback_->loaded()) {
-        const auto samples = selectedSamples();
+        QString why;
+        const auto samples = selectedSamples(why);
         if (!samples) return;
         playback_->load(item->url, samples, item->sampleRate);
     }

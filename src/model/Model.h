@@ -294,8 +294,8 @@ private:
     void setIsPlaybackPlaying(bool v);
     void updatePlaybackTimer();  // ticks while anything plays
     // The selected item's samples, decoded again when the queue no longer holds them and they
-    // fit the memory budget; null otherwise.
-    std::shared_ptr<const Channels> selectedSamples();
+    // fit the memory budget; null otherwise, with the user's message in `why`.
+    std::shared_ptr<const Channels> selectedSamples(QString& why);
 
     std::unique_ptr<QSettings> store_;
     Choosers* choosers_;

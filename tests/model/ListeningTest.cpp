@@ -43,6 +43,27 @@ TEST(ModelListening, WithoutDeviceOrFileItSaysWhatToChooseFirst) {
     EXPECT_FALSE(model.isPlaybackPlaying());
 }
 
+TEST(ModelListening, AFileGoneSinceItsAnalysisSaysWhyItCannotBePlayed) {
+    ScratchDir dir;
+    writeFloatWav(dir / "a.wav", sine(1.0, 0.1), 48000);
+    writeFloatWav(dir / "b.wav", sine(1.0, 0.1), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "a.wav"), q(dir / "b.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    // Selecting another file lets go of the first one's samples: they are read again to listen.
+    model.select(model.queue()[1].id);
+    model.select(model.queue()[0].id);
+    std::filesystem::remove(dir / "a.wav");
+    model.togglePlayback();
+    EXPECT_FALSE(model.isPlaybackPlaying());
+    EXPECT_NE(model.globalStatus(), "Sélectionnez d'abord un fichier.");
+    EXPECT_FALSE(model.globalStatus().isEmpty());
+    model.startLiveMastering();
+    EXPECT_FALSE(model.isLiveMastering());
+    EXPECT_NE(model.globalStatus(), "Sélectionnez d'abord un fichier.");
+}
+
 using ModelOnJack = WithPrivateJackServer<48000>;
 
 TEST_F(ModelOnJack, LiveMasteringReachesTheChosenPortsAndStopsWhenTheDeviceGoes) {
