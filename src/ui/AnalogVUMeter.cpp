@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -34,7 +35,7 @@ void AnalogVUMeter::setTitle(const QString& title) {
 
 void AnalogVUMeter::setValue(double value) {
     const bool moved = needleAngle(value) != needleAngle(value_) ||
-                       QString::asprintf("%.1f", value) != QString::asprintf("%.1f", value_);
+                       fixedText(value, 1) != fixedText(value_, 1);
     value_ = value;
     if (moved) {
         announceValueChange(this, value);
@@ -133,7 +134,7 @@ void AnalogVUMeter::paintFace(QPainter& p) const {
         if (!major) continue;
         const QPointF at = theme::onDial(c, r + 15, a);
         p.setPen(theme::withAlpha(colour, 0.85));
-        p.drawText(QRectF(at.x() - 16, at.y() - 7, 32, 14), Qt::AlignCenter, QString::asprintf("%+.0f", d));
+        p.drawText(QRectF(at.x() - 16, at.y() - 7, 32, 14), Qt::AlignCenter, signedFixedText(d, 0));
     }
 
     p.setFont(theme::captionFont());
@@ -165,7 +166,7 @@ void AnalogVUMeter::paintEvent(QPaintEvent*) {
 AccessibleReading AnalogVUMeter::accessibleReading() const {
     AccessibleReading r;
     r.role = QAccessible::Indicator;
-    r.value = std::isfinite(value_) ? QString::asprintf("%.1f", value_) + (unit_.isEmpty() ? QString() : QLatin1Char(' ') + unit_)
+    r.value = std::isfinite(value_) ? fixedText(value_, 1) + (unit_.isEmpty() ? QString() : QLatin1Char(' ') + unit_)
                                     : QStringLiteral("—");
     r.number = std::isfinite(value_) ? value_ : reference_ + lowDelta_;
     r.minimum = reference_ + lowDelta_;

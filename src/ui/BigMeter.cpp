@@ -5,6 +5,7 @@
 #include <QPainterPath>
 #include <cmath>
 
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -70,7 +71,7 @@ void BigMeter::paintStatic(QPainter& p) const {
     if (std::isfinite(target_)) {
         p.setFont(theme::monoFont(theme::readoutPx));
         p.drawText(QRectF(x, top + 22, width() - x - margin, 16), Qt::AlignLeft | Qt::AlignVCenter,
-                   QStringLiteral("CIBLE ") + QString::asprintf("%.1f", target_));
+                   QStringLiteral("CIBLE ") + fixedText(target_, 1));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -41,7 +42,7 @@ void CompCurveGraphView::setMakeup(double dB) {
     update();
 }
 
-QString CompCurveGraphView::readout() const { return QString::asprintf("%.0f dB · %.1f:1", threshold_, ratio_); }
+QString CompCurveGraphView::readout() const { return fixedText(threshold_, 0) + QStringLiteral(" dB · ") + fixedText(ratio_, 1) + QStringLiteral(":1"); }
 
 double CompCurveGraphView::outputFor(double input) const {
     if (input <= threshold_ || ratio_ <= 0) return input + makeup_;

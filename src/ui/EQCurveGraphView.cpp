@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "ui/EqualiserResponse.h"
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -46,7 +47,7 @@ const std::array<BandRule, 5>& bandRules() {
 const BandRule& rule(EQBand band) { return bandRules()[std::size_t(band)]; }
 
 QString frequencyText(double hz) {
-    return hz >= 1000 ? QString::asprintf("%.1f kHz", hz / 1000) : QString::asprintf("%.0f Hz", hz);
+    return hz >= 1000 ? fixedText(hz / 1000, 1) + QStringLiteral(" kHz") : fixedText(hz, 0) + QStringLiteral(" Hz");
 }
 
 // The grid: labelled lines, then the unlabelled ones between them.
@@ -160,14 +161,14 @@ void EQCurveGraphView::drag(QPointF pos, Qt::KeyboardModifiers modifiers) {
     if (modifiers & (Qt::AltModifier | Qt::ControlModifier | Qt::ShiftModifier)) {
         if (!r.q) return;  // a shelf or the high-pass has no Q: the gesture does nothing
         edited.*r.q = (1 - y / plot.height()) * 2.7 + 0.3;
-        readout_ = QString::fromUtf8(r.name) + QString::asprintf(" · Q %.2f", edited.*r.q);
+        readout_ = QString::fromUtf8(r.name) + QStringLiteral(" · Q ") + fixedText(edited.*r.q, 2);
     } else {
         edited.*r.frequency = std::clamp(frequencyAt(x), r.lowHz, r.highHz);
         readout_ = QString::fromUtf8(r.name) + QStringLiteral(" · ") + frequencyText(edited.*r.frequency);
         if (r.gain) {
             const double centre = plot.height() / 2;
             edited.*r.gain = std::clamp((centre - y) / (centre - topMargin) * rangeDB, -gainLimitDB, gainLimitDB);
-            readout_ += QString::asprintf(" · %+.1f dB", edited.*r.gain);
+            readout_ += QStringLiteral(" · ") + signedFixedText(edited.*r.gain, 1) + QStringLiteral(" dB");
         }
     }
     update();
@@ -243,7 +244,7 @@ void EQCurveGraphView::paintScale(QPainter& p) const {
     for (double dB : {12.0, 6.0, 0.0, -6.0, -12.0}) {
         const double y = plot.top() + yForGain(dB);
         p.drawText(QRectF(plot.left() + 5, y - 11, dBScaleWidth - 5, 10), Qt::AlignLeft | Qt::AlignBottom,
-                   dB == 0 ? QStringLiteral("0 dB") : QString::asprintf("%+.0f", dB));
+                   dB == 0 ? QStringLiteral("0 dB") : signedFixedText(dB, 0));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -29,7 +30,7 @@ GainReductionMeter::GainReductionMeter(QWidget* parent) : QWidget(parent) {
 void GainReductionMeter::setReduction(double reductionDB) {
     const double before = shownDB();
     reductionDB_ = reductionDB;
-    if (QString::asprintf("%.1f", before) != QString::asprintf("%.1f", shownDB())) {
+    if (fixedText(before, 1) != fixedText(shownDB(), 1)) {
         announceValueChange(this, shownDB());
         update();
     }
@@ -49,7 +50,7 @@ void GainReductionMeter::resizeEvent(QResizeEvent* e) {
 double GainReductionMeter::shownDB() const { return std::isfinite(reductionDB_) ? std::fabs(reductionDB_) : 0.0; }
 
 QString GainReductionMeter::readout() const {
-    const QString magnitude = QString::asprintf("%.1f", shownDB());
+    const QString magnitude = fixedText(shownDB(), 1);
     return magnitude == QStringLiteral("0.0") ? magnitude : QLatin1Char('-') + magnitude;
 }
 

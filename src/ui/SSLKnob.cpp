@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -37,7 +38,7 @@ SSLKnob::SSLKnob(const QString& label, double low, double high, const char* form
     label_ = label;
     low_ = low;
     high_ = high;
-    format_ = format;
+    format_ = NumberStyle::of(format);
     unit_ = unit;
     color_ = color;
     size_ = size;
@@ -64,7 +65,7 @@ void SSLKnob::setRange(double low, double high) {
 }
 
 void SSLKnob::setFormat(const char* format) {
-    format_ = format;
+    format_ = NumberStyle::of(format);
     updateGeometry();
     refresh();
 }
@@ -109,7 +110,7 @@ void SSLKnob::edit(double v) {
 }
 
 QString SSLKnob::formatted(double v) const {
-    QString text = QString::asprintf(format_.constData(), v);
+    QString text = format_(v);
     if (!unit_.isEmpty()) text += QLatin1Char(' ') + unit_;
     return text;
 }
@@ -117,7 +118,7 @@ QString SSLKnob::formatted(double v) const {
 QString SSLKnob::valueText() const { return formatted(value_); }
 
 void SSLKnob::refresh() {
-    setToolTip(label_ + QStringLiteral(" : ") + QString::asprintf("%.2f", value_) +
+    setToolTip(label_ + QStringLiteral(" : ") + fixedText(value_, 2) +
                (unit_.isEmpty() ? QString() : QLatin1Char(' ') + unit_));
     announceValueChange(this, value_);
     update();

@@ -8,13 +8,13 @@
 //
 // A pure view: setValue() shows a value and says nothing; valueEdited() reports what the user
 // did, already clamped to the range.
-#include <QByteArray>
 #include <QColor>
 #include <QString>
 #include <QWidget>
 #include <optional>
 
 #include "ui/LayerCache.h"
+#include "ui/NumberText.h"
 #include "ui/StudioAccessible.h"
 
 namespace velmora {
@@ -93,7 +93,7 @@ private:
     double low_ = 0, high_ = 1;
     double value_ = 0;
     double default_ = 0;
-    QByteArray format_ = "%.1f";
+    NumberStyle format_;  // "%.1f" until told otherwise
     QString unit_;
     QColor color_;
     int size_ = 52;

@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <cmath>
 
+#include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
 namespace velmora {
@@ -40,7 +41,7 @@ void SegmentedMeter::setValue(double valueDB) {
         return n;
     };
     const bool visible = litCount(valueDB) != litCount(value_) ||
-                         QString::asprintf("%.1f", valueDB) != QString::asprintf("%.1f", value_);
+                         fixedText(valueDB, 1) != fixedText(value_, 1);
     value_ = valueDB;
     if (visible) {
         announceValueChange(this, value_);
@@ -76,7 +77,7 @@ QRectF SegmentedMeter::segmentRect(int i) const {
 }
 
 QString SegmentedMeter::readout() const {
-    return std::isfinite(value_) ? QString::asprintf("%.1f", value_) : QStringLiteral("—");
+    return std::isfinite(value_) ? fixedText(value_, 1) : QStringLiteral("—");
 }
 
 void SegmentedMeter::paintWell(QPainter& p) const {

@@ -2,19 +2,18 @@
 
 #include <cmath>
 
-#include "audio/NumberFormat.h"
+#include "ui/NumberText.h"
 
 namespace velmora::window {
 
 namespace {
-QString q(const std::string& s) { return QString::fromStdString(s); }
 QString q(std::string_view s) { return QString::fromUtf8(s.data(), qsizetype(s.size())); }
 }  // namespace
 
-QString oneDecimal(double value) { return std::isfinite(value) ? q(formatOneDecimal(value)) : QStringLiteral("—"); }
+QString oneDecimal(double value) { return std::isfinite(value) ? fixedText(value, 1) : QStringLiteral("—"); }
 
 QString signedOneDecimal(double value) {
-    return std::isfinite(value) ? q(formatSignedOneDecimal(value)) : QStringLiteral("—");
+    return std::isfinite(value) ? signedFixedText(value, 1) : QStringLiteral("—");
 }
 
 QString withUnit(double value, const QString& unit) {
