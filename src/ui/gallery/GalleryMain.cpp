@@ -13,14 +13,14 @@
 #include <cstring>
 #include <map>
 
-#include "Specimens.h"
+#include "Exhibits.h"
 #include "ui/Snapshot.h"
 #include "ui/StudioPanel.h"
 #include "ui/StudioTheme.h"
 
 namespace {
 
-using velmora::gallery::Specimen;
+using velmora::gallery::Exhibit;
 
 constexpr int margin = 12;  // panel colour around each shot, so edges and glows can be judged
 
@@ -30,7 +30,7 @@ int writeScreenshots(const QString& folder) {
         return 1;
     }
     int written = 0;
-    for (const Specimen& s : velmora::gallery::specimens()) {
+    for (const Exhibit& s : velmora::gallery::exhibits()) {
         const auto widget = s.make();
         for (int ratio : {1, 2}) {
             const QString file = QDir(folder).filePath(QStringLiteral("%1_%2@%3x.png").arg(s.component, s.state).arg(ratio));
@@ -52,7 +52,7 @@ QWidget* galleryWindow() {
     column->setSpacing(14);
     std::map<QString, QHBoxLayout*> rows;
     std::vector<QString> order;
-    for (const Specimen& s : velmora::gallery::specimens()) {
+    for (const Exhibit& s : velmora::gallery::exhibits()) {
         if (!rows.count(s.component)) {
             auto* panel = new velmora::StudioPanel(s.component);
             rows[s.component] = new QHBoxLayout(panel);

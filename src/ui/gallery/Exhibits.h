@@ -9,12 +9,12 @@
 
 namespace velmora::gallery {
 
-struct Specimen {
+struct Exhibit {
     QString component;  // the class, also the first part of the file name
     QString state;      // a short slug: "min", "m5dB", "dragging-q"
     std::function<std::unique_ptr<QWidget>()> make;
 };
 
-std::vector<Specimen> specimens();
+std::vector<Exhibit> exhibits();
 
 }  // namespace velmora::gallery

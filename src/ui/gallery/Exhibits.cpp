@@ -1,4 +1,4 @@
-#include "Specimens.h"
+#include "Exhibits.h"
 
 #include <QCoreApplication>
 #include <QHBoxLayout>
@@ -207,7 +207,7 @@ std::unique_ptr<QWidget> compGraph(double threshold, double ratio, double makeup
 
 }  // namespace
 
-std::vector<Specimen> specimens() {
+std::vector<Exhibit> exhibits() {
     const QString lufs = QStringLiteral("LUFS"), dbtp = QStringLiteral("dBTP");
     return {
         {"SSLKnob", "min", [] { return knob(0); }},
