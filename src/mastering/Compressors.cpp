@@ -45,6 +45,12 @@ void chunkGains(std::span<const float* const> channels, std::size_t len, const C
     vmath::exp(b, b, len);
 }
 
+// Reduction grows with the detector level, so the largest is that of the loudest frame.
+double reductionAt(double loudestDB, const CompressorSettings& s) {
+    const double over = loudestDB - s.thresholdDB;
+    return over > 0.0 && s.slope > 0.0 ? over * s.slope : 0.0;
+}
+
 // Both compressors: the detector starts at −120 dB. Returns the largest reduction in dB.
 double compress(Channels& channels, const CompressorSettings& s) {
     const std::size_t n = linked::frameCount(channels);
@@ -62,9 +68,7 @@ double compress(Channels& channels, const CompressorSettings& s) {
         for (std::size_t j = 0; j < len; ++j) g[j] = float(s.makeup * b[j]);
     }
     linked::applyCurve(channels, gain.get());
-    // Reduction grows with the detector level, so the largest is that of the loudest frame.
-    const double over = loudest - s.thresholdDB;
-    return over > 0.0 && s.slope > 0.0 ? over * s.slope : 0.0;
+    return reductionAt(loudest, s);
 }
 
 // Slow enough to leave transients to the limiter, gentle enough to be inaudible as such.
@@ -85,7 +89,7 @@ double busCompress(Channels& channels, double fs, const MasterParams& p) {
 
 void protectCompress(Channels& channels, double fs) { compress(channels, protection(fs)); }
 
-struct StreamingProtection::State {
+struct StreamingCompressor::State {
     State(CompressorSettings s, std::size_t channels) : settings(s), at(channels) {}
     CompressorSettings settings;
     double env = detectorRestDB, loudest = detectorRestDB;
@@ -93,12 +97,12 @@ struct StreamingProtection::State {
     std::vector<const float*> at;
 };
 
-StreamingProtection::StreamingProtection(std::size_t channels, double fs)
-    : state_(std::make_unique<State>(protection(fs), channels)) {}
+StreamingCompressor::StreamingCompressor(const CompressorSettings& settings, std::size_t channels)
+    : state_(std::make_unique<State>(settings, channels)) {}
+StreamingCompressor::~StreamingCompressor() = default;
+StreamingCompressor::StreamingCompressor(StreamingCompressor&&) noexcept = default;
 
-StreamingProtection::~StreamingProtection() = default;
-
-void StreamingProtection::process(float* const* channels, std::size_t n) noexcept {
+void StreamingCompressor::process(float* const* channels, std::size_t n) noexcept {
     State& st = *state_;
     for (std::size_t begin = 0; begin < n; begin += linked::chunkFrames) {
         const std::size_t len = std::min(linked::chunkFrames, n - begin);
@@ -111,5 +115,9 @@ void StreamingProtection::process(float* const* channels, std::size_t n) noexcep
         }
     }
 }
+
+double StreamingCompressor::maxReductionDB() const noexcept { return reductionAt(state_->loudest, state_->settings); }
+
+StreamingProtection::StreamingProtection(std::size_t channels, double fs) : StreamingCompressor(protection(fs), channels) {}
 
 }  // namespace velmora

@@ -34,19 +34,28 @@ double busCompress(Channels& channels, double fs, const MasterParams& params);
 // that conformance puts before the limiter, in place. Allocates like busCompress.
 void protectCompress(Channels& channels, double fs);
 
-// The protection compressor over a programme that arrives block after block, its detector
-// carried across blocks: the same samples as protectCompress over the whole programme.
-class StreamingProtection {
+// A compressor over a programme that arrives block after block, its detector carried across
+// blocks: the same samples as the whole-programme run.
+class StreamingCompressor {
 public:
     // Allocates its scratch.
-    StreamingProtection(std::size_t channels, double fs);
-    ~StreamingProtection();
+    StreamingCompressor(const CompressorSettings& settings, std::size_t channels);
+    ~StreamingCompressor();
+    StreamingCompressor(StreamingCompressor&&) noexcept;
     // The next n frames of every channel, in place. Does not allocate.
     void process(float* const* channels, std::size_t n) noexcept;
+    // The largest reduction so far, dB (positive), as busCompress reports it.
+    double maxReductionDB() const noexcept;
 
 private:
     struct State;
     std::unique_ptr<State> state_;
+};
+
+// The protection compressor, streaming: the same samples as protectCompress over the whole.
+class StreamingProtection : public StreamingCompressor {
+public:
+    StreamingProtection(std::size_t channels, double fs);
 };
 
 }  // namespace velmora

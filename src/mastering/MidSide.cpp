@@ -20,12 +20,15 @@ void midSide(float* __restrict l, float* __restrict r, std::size_t n, double gM,
 
 }  // namespace
 
+void applyMidSide(float* left, float* right, std::size_t n, double midGainDB, double sideGainDB) noexcept {
+    if (std::fabs(midGainDB) <= midSideGateDB && std::fabs(sideGainDB) <= midSideGateDB) return;
+    midSide(left, right, n, std::pow(10.0, midGainDB / 20.0), std::pow(10.0, sideGainDB / 20.0));
+}
+
 void applyMidSide(Channels& channels, double midGainDB, double sideGainDB) noexcept {
     if (channels.size() != 2) return;
-    if (std::fabs(midGainDB) <= midSideGateDB && std::fabs(sideGainDB) <= midSideGateDB) return;
-    const double gM = std::pow(10.0, midGainDB / 20.0);
-    const double gS = std::pow(10.0, sideGainDB / 20.0);
-    midSide(channels[0].data(), channels[1].data(), std::min(channels[0].size(), channels[1].size()), gM, gS);
+    applyMidSide(channels[0].data(), channels[1].data(), std::min(channels[0].size(), channels[1].size()), midGainDB,
+                 sideGainDB);
 }
 
 }  // namespace velmora

@@ -11,5 +11,7 @@ inline constexpr double midSideGateDB = 0.01;
 // of exactly two channels is touched; any other count, or both gains within the gate, leaves
 // it unchanged. Does not allocate.
 void applyMidSide(Channels& channels, double midGainDB, double sideGainDB) noexcept;
+// The same over n frames of a left/right pair given by pointers.
+void applyMidSide(float* left, float* right, std::size_t n, double midGainDB, double sideGainDB) noexcept;
 
 }  // namespace velmora

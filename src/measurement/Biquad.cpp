@@ -72,11 +72,12 @@ namespace {
 // passes would wait on each in turn. Between sections the sample is narrowed to float, so the
 // result is bit for bit that of N separate passes.
 template <int N>
-__attribute__((always_inline)) inline void runSections(const Biquad* sec, float* x, std::size_t n) noexcept {
+__attribute__((always_inline)) inline void runSections(const Biquad* sec, BiquadState* st, float* x,
+                                                       std::size_t n) noexcept {
     double b0[N], b1[N], b2[N], a1[N], a2[N], z1[N], z2[N];
     for (int k = 0; k < N; ++k) {
         b0[k] = sec[k].b0, b1[k] = sec[k].b1, b2[k] = sec[k].b2, a1[k] = sec[k].a1, a2[k] = sec[k].a2;
-        z1[k] = z2[k] = 0.0;
+        z1[k] = st[k].s1, z2[k] = st[k].s2;
     }
     for (std::size_t i = 0; i < n; ++i) {
         float v = x[i];
@@ -89,23 +90,36 @@ __attribute__((always_inline)) inline void runSections(const Biquad* sec, float*
         }
         x[i] = v;
     }
+    for (int k = 0; k < N; ++k) st[k] = std::isfinite(z1[k] + z2[k]) ? BiquadState{z1[k], z2[k]} : BiquadState{};
 }
 
 }  // namespace
 
 __attribute__((target_clones("arch=x86-64-v3", "default")))
-void applyBiquads(const Biquad* sec, std::size_t count, float* x, std::size_t n) noexcept {
+void applyBiquads(const Biquad* sec, BiquadState* st, std::size_t count, float* x, std::size_t n) noexcept {
     // Up to five side by side (the longest list the chain builds); measured faster than
     // smaller groups even though the coefficients no longer all fit in registers.
     while (count > 0) {
         const std::size_t m = std::min<std::size_t>(count, 5);
         switch (m) {
-            case 1: runSections<1>(sec, x, n); break;
-            case 2: runSections<2>(sec, x, n); break;
-            case 3: runSections<3>(sec, x, n); break;
-            case 4: runSections<4>(sec, x, n); break;
-            default: runSections<5>(sec, x, n); break;
+            case 1: runSections<1>(sec, st, x, n); break;
+            case 2: runSections<2>(sec, st, x, n); break;
+            case 3: runSections<3>(sec, st, x, n); break;
+            case 4: runSections<4>(sec, st, x, n); break;
+            default: runSections<5>(sec, st, x, n); break;
         }
+        sec += m;
+        st += m;
+        count -= m;
+    }
+}
+
+void applyBiquads(const Biquad* sec, std::size_t count, float* x, std::size_t n) noexcept {
+    BiquadState fresh[5];
+    while (count > 0) {
+        const std::size_t m = std::min<std::size_t>(count, 5);
+        std::fill_n(fresh, m, BiquadState{});
+        applyBiquads(sec, fresh, m, x, n);
         sec += m;
         count -= m;
     }

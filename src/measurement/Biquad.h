@@ -13,6 +13,12 @@ struct Biquad {
     bool operator==(const Biquad&) const = default;
 };
 
+// Transposed direct-form II memories of one section, carried from one block to the next.
+struct BiquadState {
+    double s1 = 0.0;
+    double s2 = 0.0;
+};
+
 // A section that passes its input through: the second stage of a single-section run.
 inline constexpr Biquad identitySection{};
 
@@ -29,6 +35,9 @@ Biquad designHighShelf(double fs, double freq, double gainDB);  // shelf slope 1
 // `count` sections in list order over one channel in place, each from zero state; the sample is
 // narrowed to float between sections. Does not allocate.
 void applyBiquads(const Biquad* sections, std::size_t count, float* samples, std::size_t n) noexcept;
+// The same from the memories in `states` (one per section), which are left as the next block
+// needs them; memories that went non-finite start again from zero. Does not allocate.
+void applyBiquads(const Biquad* sections, BiquadState* states, std::size_t count, float* samples, std::size_t n) noexcept;
 inline void applyBiquad(std::span<float> samples, const Biquad& section) noexcept {
     applyBiquads(&section, 1, samples.data(), samples.size());
 }

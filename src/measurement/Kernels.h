@@ -3,15 +3,12 @@
 // channel with its state passed in and out, so channels can run on separate threads.
 #include <cstddef>
 
+#include "measurement/Biquad.h"
 #include "measurement/LoudnessEngine.h"
 
 namespace velmora::kernels {
 
-// Transposed direct-form II memories of one section.
-struct SectionState {
-    double s1 = 0.0;
-    double s2 = 0.0;
-};
+using SectionState = BiquadState;
 
 
 struct KWeightState {

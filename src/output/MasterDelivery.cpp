@@ -8,7 +8,7 @@
 #include "mastering/Compressors.h"
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
-#include "mastering/Render.h"
+#include "mastering/RenderedProgramme.h"
 #include "measurement/BandLimitedPeak.h"
 #include "measurement/StreamingMeter.h"
 
@@ -252,20 +252,15 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
     const MasterParams& p = request.params;
     const bool neutralChain = !p.eqOn && !p.compOn && !p.teqOn && !p.lraOn && !p.msOn;
 
-    // With every stage off the programme reaches the limiter as it is, read again from its source
-    // for each pass; the chain needs the whole programme, rendered in place in one copy.
-    Channels rendered;
-    std::optional<HeldProgramme> renderedProgramme;
-    double maxGR = 0.0;
+    // With every stage off the programme reaches the limiter as it is; otherwise through the
+    // chain. Either way each pass reads the source again, so nothing holds the programme.
+    std::optional<RenderedProgramme> rendered;
     if (!neutralChain) {
-        auto loaded = loadProgramme(source);
-        if (!loaded) return loaded.error();
-        auto render = renderMaster(std::move(*loaded), p, fs, weights, [&](double f) { progress(f); });
-        rendered = std::move(render.channels);
-        maxGR = render.maxGR;
-        renderedProgramme.emplace(rendered, fs);
+        auto steps = planRender(source, p, weights, [&](double f) { progress(0.02 + 0.58 * f); });
+        if (!steps) return steps.error();
+        rendered.emplace(source, p, std::move(*steps));
     }
-    LimiterInput input{renderedProgramme ? *renderedProgramme : source};
+    LimiterInput input{rendered ? static_cast<const Programme&>(*rendered) : source};
 
     // What the conformity gain is computed from: what the caller measured of the untouched
     // source, or a pass over what reaches the limiter.
@@ -290,7 +285,6 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
     }
 
     DeliveryReport report;
-    report.maxGR = maxGR;
     report.protectionAppliedDB = gain->protect ? gain->plannedReductionDB : 0.0;
     report.limiterPasses = 0;
 
@@ -347,6 +341,7 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
             gainDB = found->gainDB;
         }
     }
+    report.maxGR = rendered ? rendered->maxGR() : 0.0;
     report.gainDB = gainDB;
     report.extraHeadroomDB = extraDB + plainCutDB;
     if (capped && std::fabs(report.after.integratedLUFS - request.targetLUFS) > 0.1)

@@ -64,10 +64,11 @@ struct DeliveryReport {
 std::string targetMissedText(double lufs);
 std::string targetMissedTextEnglish(double lufs);
 
-// Reads the source once per pass: with every stage of the chain off, the master streams from the
-// source (measured first unless the request says its loudness and peak) through the limiter
-// into the file, so memory does not grow with its length; with the chain on, the programme is
-// loaded and rendered in place, one copy. Fails with tooQuiet when nothing can be measured,
+// Reads the source once per pass, so memory does not grow with the programme's length: with
+// every stage of the chain off, the master streams from the source (measured first unless the
+// request says its loudness and peak) through the limiter into the file; with the chain on,
+// every pass renders the source through it again, after passes that decide the loudness-range
+// reduction. Fails with tooQuiet when nothing can be measured,
 // with the source's read errors, or with the writer's errors; a failure leaves the destination
 // as it was.
 Expected<DeliveryReport> deliverMaster(const Programme& source, std::span<const double> weights,

@@ -1,0 +1,86 @@
+#include "mastering/RenderedProgramme.h"
+
+#include <algorithm>
+
+#include "mastering/StreamingChain.h"
+#include "measurement/StreamingMeter.h"
+
+namespace velmora {
+
+namespace {
+
+class RenderedPass final : public ProgrammePass {
+public:
+    RenderedPass(std::unique_ptr<ProgrammePass> source, std::unique_ptr<StreamingChain> chain,
+                 std::atomic<double>& maxGR)
+        : source_(std::move(source)), chain_(std::move(chain)), maxGR_(maxGR) {}
+
+    float* const* next(std::size_t n) override {
+        float* const* block = source_->next(n);
+        if (!block) return nullptr;
+        chain_->process(block, n);
+        const double gr = chain_->maxGR();
+        for (double seen = maxGR_.load(); gr > seen && !maxGR_.compare_exchange_weak(seen, gr);) {
+        }
+        return block;
+    }
+    LoudnessError error() const override { return source_->error(); }
+
+private:
+    std::unique_ptr<ProgrammePass> source_;
+    std::unique_ptr<StreamingChain> chain_;
+    std::atomic<double>& maxGR_;
+};
+
+// Integrated loudness and range of one pass, with the standard gating.
+Expected<ProgrammeLoudness> measurePass(const Programme& programme, std::span<const double> weights,
+                                        const std::function<void(double)>& progress) {
+    LoudnessAnalyzer analyzer({}, false);
+    const std::size_t frames = programme.frameCount(), channels = programme.channelCount();
+    analyzer.prepare(channels, programme.sampleRate(), frames);
+    auto pass = programme.read();
+    std::vector<const float*> block(channels);
+    for (std::size_t at = 0; at < frames; at += ProgrammePass::maxBlockFrames) {
+        const std::size_t n = std::min(ProgrammePass::maxBlockFrames, frames - at);
+        float* const* samples = pass->next(n);
+        if (!samples) return pass->error();
+        block.assign(samples, samples + channels);
+        analyzer.feed(block, n);
+        analyzer.wait();  // the next block reuses the same memory
+        if (progress) progress(double(at + n) / double(frames));
+    }
+    const LoudnessResult r = analyzer.result(weights);
+    return ProgrammeLoudness{r.integratedLUFS, r.loudnessRange};
+}
+
+}  // namespace
+
+RenderedProgramme::RenderedProgramme(const Programme& source, const MasterParams& params, std::vector<LraStep> lraSteps)
+    : source_(source), params_(params), steps_(std::move(lraSteps)) {}
+
+std::unique_ptr<ProgrammePass> RenderedProgramme::read() const {
+    auto chain = std::make_unique<StreamingChain>(params_, sampleRate(), channelCount(), steps_);
+    return std::make_unique<RenderedPass>(source_.read(), std::move(chain), maxGR_);
+}
+
+Expected<std::vector<LraStep>> planRender(const Programme& source, const MasterParams& params,
+                                          std::span<const double> weights, const ProgressFn& progress) {
+    // Each measurement's share of the bar: the planner reports where it stands between them.
+    double from = 0.0;
+    const auto measure = [&](const std::vector<LraStep>& steps) {
+        const RenderedProgramme through(source, params, steps);
+        const double span = 0.1;
+        const double start = from;
+        auto measured = measurePass(through, weights, [&](double f) {
+            if (progress) progress(std::min(1.0, start + span * f));
+        });
+        from = std::min(1.0, start + span);
+        return measured;
+    };
+    return planLRA(params, measure, [&](double f) {
+        from = std::max(from, f);
+        if (progress) progress(f);
+    });
+}
+
+}  // namespace velmora
