@@ -11,6 +11,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "audio/AudioFileReader.h"
 #include "mastering/Conformance.h"
 #include "mastering/Limiter.h"
 #include "mastering/Render.h"
@@ -111,7 +112,8 @@ void BM_BatchRenderAndWriteOnly(benchmark::State& state) {
         int n = 0;
         for (const auto& item : b.model->queue()) {
             const std::vector<double> weights(item.channelCount(), 1.0);
-            auto rendered = velmora::renderMaster(*item.channels, velmora::MasterParams{}, item.sampleRate, weights);
+            auto audio = velmora::loadAudio(item.url, item.isVideo);
+            auto rendered = velmora::renderMaster(std::move(audio->channels), velmora::MasterParams{}, item.sampleRate, weights);
             auto plan = velmora::planConformance(std::move(rendered.channels), item.sampleRate, -23.0, -1.0,
                                                  velmora::MasterParams{}, weights, item.originalMeasure->integratedLUFS);
             auto limited = velmora::limitToCeiling(plan->beforeLimiter, item.sampleRate, plan->gainLin, -1.0);

@@ -1,6 +1,6 @@
-// What a broadcaster's night asks of memory: a two-hour 5.1 programme conformed, a three-hour
-// 7.1 programme through every stage of the chain, and a batch whose peak memory must be that
-// of one file, not of all of them. Each run is a child
+// What a broadcaster's night asks of memory: a two-hour 5.1 programme conformed, and batched
+// with its reports, a three-hour 7.1 programme through every stage of the chain, and a batch
+// whose peak memory must be that of one file, not of all of them. Each run is a child
 // `velmora-cli`; wall time and its peak resident memory come from ChildRun.
 #include <benchmark/benchmark.h>
 
@@ -70,9 +70,34 @@ void BM_VelmoraFilmConform(benchmark::State& state) {
     masterLongProgramme(state, "velmora-bench-film", 7200.0, 6, false, {"--mode", "conform"});
 }
 
-// Every stage needs the whole programme: it is held once, in place, whatever the stages.
+// Every stage on, each pass rendered again from the file: its memory does not grow with the
+// programme either.
 void BM_VelmoraEpicMasterChain(benchmark::State& state) {
     masterLongProgramme(state, "velmora-bench-epic", 10800.0, 8, true, {"--mode", "master", "--params", "@params"});
+}
+
+// What a delivery night of one film asks: the batch analyses the film (measurement, overview,
+// energies while decoding), conforms it and writes both reports beside the master.
+void BM_VelmoraFilmBatchWithReports(benchmark::State& state) {
+    const auto dir = scratchFolder("velmora-bench-film-batch");
+    if (!pinkNoiseWav(dir / "film.wav", 7200.0, 6, 6)) {
+        state.SkipWithError("could not generate the film");
+        return;
+    }
+    ChildRun run;
+    for (auto _ : state) {
+        run = runChild({VELMORA_CLI_PATH, "batch", (dir / "film.wav").string(), "-o", (dir / "out").string(), "--mode",
+                        "conform", "--txt", "--pdf"},
+                       (dir / "stderr.txt").string());
+        if (run.status != 0) {
+            state.SkipWithError("velmora-cli batch failed");
+            break;
+        }
+        state.SetIterationTime(run.seconds);
+        fs::remove_all(dir / "out");
+    }
+    state.counters["peak_rss_MB"] = run.peakRssBytes / 1e6;
+    fs::remove_all(dir);
 }
 
 // Twenty 3-minute stereo files: the batch's peak memory beside that of a batch of one.
@@ -114,4 +139,5 @@ void BM_VelmoraBatchMemory(benchmark::State& state) {
 
 BENCHMARK(BM_VelmoraFilmConform)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_VelmoraEpicMasterChain)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
+BENCHMARK(BM_VelmoraFilmBatchWithReports)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_VelmoraBatchMemory)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();

@@ -46,7 +46,6 @@ int runAB(Args& args) {
     AnalysisSettings settings;
     settings.layout = measure.layout;
     settings.order = measure.order;
-    settings.keepAudio = true;
     ProgressBar bar(std::filesystem::path(source).filename().string());
     auto analysed = analyseFile(source, settings, [&](double f) { bar.update(0.5 * f); });
     bar.finish();
@@ -64,7 +63,9 @@ int runAB(Args& args) {
     request.ceilingDB = norm.ceiling;
     request.depth = depth;
     if (analysed->channelCount == 6) request.layout = surround51Layout(measure.order);
-    auto made = generateABExcerpts(analysed->audio.channels, analysed->sampleRate, analysed->weights, request);
+    const FileProgramme programme(source, analysed->isVideo, std::size_t(analysed->channelCount), analysed->frameCount,
+                                  analysed->sampleRate);
+    auto made = generateABExcerpts(programme, analysed->weights, request);
     if (!made) {
         std::cout << "Échec de la génération des extraits.\n" << made.error().message() << '\n';
         return 1;

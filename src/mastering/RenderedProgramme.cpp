@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "mastering/StreamingChain.h"
-#include "measurement/StreamingMeter.h"
+#include "measurement/ProgrammeMeasure.h"
 
 namespace velmora {
 
@@ -32,27 +32,6 @@ private:
     std::atomic<double>& maxGR_;
 };
 
-// Integrated loudness and range of one pass, with the standard gating.
-Expected<ProgrammeLoudness> measurePass(const Programme& programme, std::span<const double> weights,
-                                        const std::function<void(double)>& progress) {
-    LoudnessAnalyzer analyzer({}, false);
-    const std::size_t frames = programme.frameCount(), channels = programme.channelCount();
-    analyzer.prepare(channels, programme.sampleRate(), frames);
-    auto pass = programme.read();
-    std::vector<const float*> block(channels);
-    for (std::size_t at = 0; at < frames; at += ProgrammePass::maxBlockFrames) {
-        const std::size_t n = std::min(ProgrammePass::maxBlockFrames, frames - at);
-        float* const* samples = pass->next(n);
-        if (!samples) return pass->error();
-        block.assign(samples, samples + channels);
-        analyzer.feed(block, n);
-        analyzer.wait();  // the next block reuses the same memory
-        if (progress) progress(double(at + n) / double(frames));
-    }
-    const LoudnessResult r = analyzer.result(weights);
-    return ProgrammeLoudness{r.integratedLUFS, r.loudnessRange};
-}
-
 }  // namespace
 
 RenderedProgramme::RenderedProgramme(const Programme& source, const MasterParams& params, std::vector<LraStep> lraSteps)
@@ -71,11 +50,12 @@ Expected<std::vector<LraStep>> planRender(const Programme& source, const MasterP
         const RenderedProgramme through(source, params, steps);
         const double span = 0.1;
         const double start = from;
-        auto measured = measurePass(through, weights, [&](double f) {
+        auto measured = measureStreamed(through, weights, [&](double f) {
             if (progress) progress(std::min(1.0, start + span * f));
         });
         from = std::min(1.0, start + span);
-        return measured;
+        if (!measured) return Expected<ProgrammeLoudness>(measured.error());
+        return Expected<ProgrammeLoudness>(ProgrammeLoudness{measured->integratedLUFS, measured->loudnessRange});
     };
     return planLRA(params, measure, [&](double f) {
         from = std::max(from, f);

@@ -1,6 +1,9 @@
 #pragma once
-// Decoding and measuring one file in a single pass: the standard measurement runs while the
-// file decodes; the dialogue measurement, which needs the whole programme first, runs after.
+// Decoding and measuring one file in a single pass: the standard measurement and the overview
+// run while the file decodes, and the programme is never held unless asked for. The overview is
+// spread over the announced length; a file that turns out longer or shorter than it announced
+// (or announced nothing) is decoded a second time for it. The dialogue measurement, which needs
+// the whole programme first, runs after.
 #include <optional>
 #include <string>
 
@@ -17,6 +20,7 @@ struct AnalysisSettings {
     bool dialogueGating = false;  // the effective gating mode is `dialog`
     bool keepAudio = false;       // hand the decoded channels back
     bool channelEnergies = false;  // hand back every channel's energies (5.1 files always measure them)
+    bool overview = false;         // the waveform peaks and the display spectrum
 };
 
 struct FileAnalysis {
@@ -32,6 +36,8 @@ struct FileAnalysis {
     // Short-term loudness every curveStep seconds (see LoudnessEngine::shortTermCurve).
     std::vector<double> shortTermCurve;
     double curveStep = 1.0;
+    // When asked for: 1024 waveform peaks and 256 spectrum bands (see Diagnostics.h).
+    std::vector<float> waveformPeaks, spectrumBins;
 
     double durationSeconds() const { return sampleRate > 0 ? double(frameCount) / sampleRate : 0.0; }
     // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video.

@@ -3,60 +3,54 @@
 #include <memory>
 #include <numbers>
 
-extern "C" {
-#include <libavutil/tx.h>
-}
-
 #include "measurement/Diagnostics.h"
 
 namespace velmora {
 
-std::vector<float> spectrum(const std::vector<std::vector<float>>& channels, int bandCount, double fs,
-                            double lowestHz, double highestHz) {
-    constexpr std::size_t N = 4096, maxFrames = 120;
-    if (channels.empty() || fs <= 0 || channels.front().size() < N || bandCount < 1) return {};
-    const std::size_t L = channels.front().size();
-    const std::size_t count = (L - N < N) ? 1 : std::min((L - N) / N + 1, maxFrames);
-    const std::size_t hop = count > 1 ? (L - N) / (count - 1) : 0;
+namespace {
 
-    // The transform and the window are made once per thread: the window's live spectrum asks
-    // for one frame twenty times a second, and making them costs more than the transform.
-    struct Transform {
-        AVTXContext* ctx = nullptr;
-        av_tx_fn fft = nullptr;
-        Transform() {
-            const float scale = 1.0f;
-            if (av_tx_init(&ctx, &fft, AV_TX_FLOAT_RDFT, 0, int(N), &scale, AV_TX_UNALIGNED) < 0) ctx = nullptr;
-        }
-        ~Transform() { av_tx_uninit(&ctx); }
-    };
-    thread_local const Transform transform;
-    if (!transform.ctx) return {};
-    AVTXContext* ctx = transform.ctx;
-    const av_tx_fn fft = transform.fft;
+constexpr std::size_t N = SpectrumTransform::frameSize;
 
-    // Hann window scaled to unit RMS, so the display level does not depend on the window.
+// Hann window scaled to unit RMS, so the display level does not depend on the window.
+const std::vector<float>& hannWindow() {
     static const std::vector<float> window = [] {
         std::vector<float> w(N);
         for (std::size_t n = 0; n < N; ++n)
             w[n] = float(0.8165 * (1.0 - std::cos(2.0 * std::numbers::pi * double(n) / double(N))));
         return w;
     }();
-    std::vector<float> frame(N + 2);
-    std::vector<AVComplexFloat> bins(N / 2 + 1);
-    std::vector<double> magnitude(N / 2, 0.0);
-    const float perChannel = 1.0f / float(channels.size());
+    return window;
+}
 
-    for (std::size_t f = 0; f < count; ++f) {
-        const std::size_t start = f * hop;
-        std::fill(frame.begin(), frame.end(), 0.0f);
-        for (const auto& ch : channels)
-            for (std::size_t n = 0; n < N; ++n) frame[n] += ch[start + n] * perChannel;
-        for (std::size_t n = 0; n < N; ++n) frame[n] *= window[n];
-        fft(ctx, bins.data(), frame.data(), sizeof(float));
-        for (std::size_t k = 0; k < N / 2; ++k) magnitude[k] += std::hypot(bins[k].re, bins[k].im);
-    }
-    for (auto& m : magnitude) m /= double(count);
+}  // namespace
+
+SpectrumTransform::SpectrumTransform() : bins_(N / 2 + 1) {
+    const float scale = 1.0f;
+    hannWindow();
+    if (av_tx_init(&ctx_, &fft_, AV_TX_FLOAT_RDFT, 0, int(N), &scale, AV_TX_UNALIGNED) < 0) ctx_ = nullptr;
+}
+
+SpectrumTransform::~SpectrumTransform() { av_tx_uninit(&ctx_); }
+
+void SpectrumTransform::add(float* frame, double* magnitude) noexcept {
+    if (!ctx_) return;
+    const std::vector<float>& window = hannWindow();
+    for (std::size_t n = 0; n < N; ++n) frame[n] *= window[n];
+    fft_(ctx_, bins_.data(), frame, sizeof(float));
+    for (std::size_t k = 0; k < N / 2; ++k) magnitude[k] += std::hypot(bins_[k].re, bins_[k].im);
+}
+
+SpectrumFrames spectrumFrames(std::size_t L) {
+    if (L < N) return {0, 0};
+    constexpr std::size_t maxFrames = 120;
+    const std::size_t count = (L - N < N) ? 1 : std::min((L - N) / N + 1, maxFrames);
+    return {count, count > 1 ? (L - N) / (count - 1) : 0};
+}
+
+std::vector<float> spectrumBands(std::vector<double> magnitude, std::size_t frames, int bandCount, double fs,
+                                 double lowestHz, double highestHz) {
+    if (frames == 0 || bandCount < 1 || fs <= 0 || magnitude.size() < N / 2) return {};
+    for (auto& m : magnitude) m /= double(frames);
 
     std::vector<float> bands(std::size_t(bandCount), 0.0f);
     std::vector<double> bandMag(std::size_t(bandCount), 0.0);
@@ -89,6 +83,26 @@ std::vector<float> spectrum(const std::vector<std::vector<float>>& channels, int
     for (std::size_t b = 1; b < bands.size(); ++b)
         if (bands[b] == 0.0f) bands[b] = 0.9f * bands[b - 1];
     return bands;
+}
+
+std::vector<float> spectrum(const std::vector<std::vector<float>>& channels, int bandCount, double fs,
+                            double lowestHz, double highestHz) {
+    if (channels.empty() || fs <= 0 || channels.front().size() < N || bandCount < 1) return {};
+    const auto [count, hop] = spectrumFrames(channels.front().size());
+    // The transform is made once per thread: the window's live spectrum asks for one frame
+    // twenty times a second, and making it costs more than the transform.
+    thread_local SpectrumTransform transform;
+    std::vector<float> frame(N + 2);
+    std::vector<double> magnitude(N / 2, 0.0);
+    const float perChannel = 1.0f / float(channels.size());
+    for (std::size_t f = 0; f < count; ++f) {
+        const std::size_t start = f * hop;
+        std::fill(frame.begin(), frame.end(), 0.0f);
+        for (const auto& ch : channels)
+            for (std::size_t n = 0; n < N; ++n) frame[n] += ch[start + n] * perChannel;
+        transform.add(frame.data(), magnitude.data());
+    }
+    return spectrumBands(std::move(magnitude), count, bandCount, fs, lowestHz, highestHz);
 }
 
 }  // namespace velmora

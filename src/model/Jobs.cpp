@@ -38,7 +38,6 @@ bool measuredAndFinite(const FileItem* item) {
 
 MasterTask Model::taskFor(const FileItem& item) const {
     MasterTask t;
-    t.channels = item.channels;
     t.channelCount = item.channelCount();
     t.frames = item.frameTotal;
     t.sampleRate = item.sampleRate;
@@ -104,7 +103,7 @@ void Model::saveMaster() {
     request.write.sourcePath = item->url;
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
     std::shared_ptr<const Programme> source =
-        programmeFor(item->channels, item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
+        programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
 
     startJob([this, request, source, weights] {
         auto delivered =
@@ -307,12 +306,11 @@ void Model::generateAB() {
     request.ceilingDB = ceiling_;
     request.depth = bitDepth_;
     request.layout = layoutFor(item->channelCount(), channelOrder_);
-    const auto held = item->channels;
-    const double fs = item->sampleRate;
+    std::shared_ptr<const Programme> source =
+        programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
-    startJob([this, request, held, fs, weights] {
-        const auto samples = samplesFor(held, request.sourcePath);
-        auto files = samples ? generateABExcerpts(**samples, fs, weights, request) : Expected<ABFiles>(samples.error());
+    startJob([this, request, source, weights] {
+        auto files = generateABExcerpts(*source, weights, request);
         post([this, ok = bool(files), paths = files ? QStringList{QString::fromStdString(files->before),
                                                                    QString::fromStdString(files->after)}
                                                     : QStringList{}] {

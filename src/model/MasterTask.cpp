@@ -66,39 +66,8 @@ void writeReports(const MasterTask& task, const MasterOutcome& outcome) {
     }
 }
 
-Expected<std::shared_ptr<const Channels>> samplesFor(std::shared_ptr<const Channels> held, const std::string& path) {
-    if (held) return held;
-    try {
-        auto audio = loadAudio(path, isVideoPath(path));
-        if (!audio) return audio.error();
-        return std::make_shared<const Channels>(std::move(audio->channels));
-    } catch (const std::bad_alloc&) {
-        return LoudnessError{LoudnessError::Code::tooLarge};
-    }
-}
-
-namespace {
-
-// Held samples, kept alive for as long as the master reads them.
-class SharedProgramme final : public Programme {
-public:
-    SharedProgramme(std::shared_ptr<const Channels> samples, double rate) : samples_(std::move(samples)), held_(*samples_, rate) {}
-    std::size_t channelCount() const override { return held_.channelCount(); }
-    std::size_t frameCount() const override { return held_.frameCount(); }
-    double sampleRate() const override { return held_.sampleRate(); }
-    std::unique_ptr<ProgrammePass> read() const override { return held_.read(); }
-    const Channels* samples() const override { return held_.samples(); }
-
-private:
-    std::shared_ptr<const Channels> samples_;
-    HeldProgramme held_;
-};
-
-}  // namespace
-
-std::unique_ptr<Programme> programmeFor(std::shared_ptr<const Channels> held, const std::string& path, bool isVideo,
-                                        std::size_t channels, std::size_t frames, double sampleRate) {
-    if (held) return std::make_unique<SharedProgramme>(std::move(held), sampleRate);
+std::unique_ptr<Programme> programmeFor(const std::string& path, bool isVideo, std::size_t channels, std::size_t frames,
+                                        double sampleRate) {
     return std::make_unique<FileProgramme>(path, isVideo, channels, frames, sampleRate);
 }
 
@@ -128,7 +97,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     request.write.destination = soundPath;
 
     const auto source =
-        programmeFor(task.channels, task.sourcePath, isVideoPath(task.sourcePath), task.channelCount, task.frames, task.sampleRate);
+        programmeFor(task.sourcePath, isVideoPath(task.sourcePath), task.channelCount, task.frames, task.sampleRate);
     auto delivered = deliverMaster(*source, task.weights, request, progress);
     if (!delivered) {
         outcome.error = QString::fromStdString(delivered.error().message());

@@ -15,17 +15,11 @@
 
 namespace velmora {
 
-// The samples a job works on: those the queue holds, else the file decoded again (on the job's
-// thread). A programme too large for memory is the too-large error, as at analysis.
-Expected<std::shared_ptr<const Channels>> samplesFor(std::shared_ptr<const Channels> held, const std::string& path);
-
-// What a master is made from: the samples the queue holds, else the file, read again for each
-// pass (its shape as analysed).
-std::unique_ptr<Programme> programmeFor(std::shared_ptr<const Channels> held, const std::string& path, bool isVideo,
-                                        std::size_t channels, std::size_t frames, double sampleRate);
+// What a master is made from: the file, read again for each pass (its shape as analysed).
+std::unique_ptr<Programme> programmeFor(const std::string& path, bool isVideo, std::size_t channels, std::size_t frames,
+                                        double sampleRate);
 
 struct MasterTask {
-    std::shared_ptr<const Channels> channels;  // null: decoded from sourcePath when the master is made
     std::size_t channelCount = 0, frames = 0;  // as analysed
     double sampleRate = 0;
     std::vector<double> weights;

@@ -12,6 +12,7 @@
 #include "mastering/OnlineMasteringStreamer.h"
 #include "model/FilePlayback.h"
 #include "measurement/FileAnalysis.h"
+#include "measurement/ProgrammeMeasure.h"
 #include "norms/Presets.h"
 #include <pthread.h>
 #include <sched.h>
@@ -190,7 +191,7 @@ void Model::addDropped(const QStringList& paths) {
 
 void Model::select(const QUuid& id) {
     if (selectedID_ == id) return;
-    // Only the selected file keeps its samples; jobs that hold them keep their own share.
+    // Samples decoded for listening belong to the file that was selected.
     if (selectedID_)
         for (auto& i : queue_)
             if (i.id == *selectedID_) i.channels.reset();
@@ -240,8 +241,8 @@ void Model::analyzeNext() {
     settings.layout = layout_;
     settings.order = channelOrder_;
     settings.dialogueGating = effectiveGating() == GatingMode::dialog;
-    settings.keepAudio = true;
     settings.channelEnergies = true;
+    settings.overview = true;
     startJob([this, id, path, settings] {
         // Anything the analysis could not hold in memory fails this file alone, as too large.
         std::optional<Expected<FileAnalysis>> attempt;
@@ -258,26 +259,20 @@ void Model::analyzeNext() {
                     i.status = ItemStatus::readFailed;
                     i.info = message;
                 });
+                ++analyzeFailed_;
                 finishAnalysis(id);
             });
             return;
         }
         auto a = std::make_shared<FileAnalysis>(std::move(*analysed));
         auto diagnosis = diagnose(presets(), a->result.integratedLUFS, a->result.truePeakDB);
-        auto peaks = waveformPeaks(a->audio.channels);
-        auto bins = spectrum(a->audio.channels, 256, a->sampleRate);
-        post([this, id, a, diagnosis = std::move(diagnosis), peaks = std::move(peaks),
-              bins = std::move(bins)]() mutable {
+        post([this, id, a, diagnosis = std::move(diagnosis)]() mutable {
             const auto reason = a->unmeasurableReason();
             updateItem(id, [&](FileItem& i) {
                 i.measured = a->result;
                 i.originalMeasure = a->result;
-                i.channelTotal = a->audio.channels.size();
+                i.channelTotal = std::size_t(a->channelCount);
                 i.frameTotal = a->frameCount;
-                const auto& decoded = a->audio.channels;
-                const double bytes = decoded.empty() ? 0.0 : double(decoded.size()) * double(decoded[0].size()) * sizeof(float);
-                if (keepsSelectedSamples_ && selectedID_ == id && worthHoldingBytes(bytes))
-                    i.channels = std::make_shared<const Channels>(std::move(a->audio.channels));
                 i.declaredPositions = a->audio.declaredPositions;
                 i.measuredWeights = a->weights;
                 i.shortTermCurve = std::move(a->shortTermCurve);
@@ -286,8 +281,8 @@ void Model::analyzeNext() {
                 i.channelEnergies = std::move(a->energies);
                 i.inversionWarning = a->inversion;
                 i.multiNormDiagnosis = std::move(diagnosis);
-                i.waveformPeaks = std::move(peaks);
-                i.spectrumBins = std::move(bins);
+                i.waveformPeaks = std::move(a->waveformPeaks);
+                i.spectrumBins = std::move(a->spectrumBins);
                 if (!reason) {
                     i.info = QString::fromStdString(a->infoLine());
                     i.status = ItemStatus::ready;
@@ -296,9 +291,11 @@ void Model::analyzeNext() {
                     i.status = ItemStatus::unmeasurable;
                 }
             });
-            if (reason)
+            if (reason) {
+                ++analyzeFailed_;
                 if (const auto* i = item(id))
                     setGlobalStatus(QStringLiteral("« %1 » : %2").arg(i->name, QString::fromStdString(*reason)));
+            }
             finishAnalysis(id);
         });
     });
@@ -307,8 +304,20 @@ void Model::analyzeNext() {
 void Model::finishAnalysis(const QUuid&) {
     setAnalyzeDone(analyzeDone_ + 1);
     setAnalyzeCurrent(0);
-    if (analyzeTotal_ >= 1 && analyzeDone_ < analyzeTotal_)
+    if (analyzeTotal_ >= 1 && analyzeDone_ < analyzeTotal_) {
         setGlobalStatus(QStringLiteral("Analyse %1/%2…").arg(analyzeDone_).arg(analyzeTotal_));
+    } else if (analyzeTotal_ >= 1) {
+        // The count says what the session now holds; the ✓ only when every file could be measured.
+        const auto files = [](int n) { return QStringLiteral("%1 fichier%2").arg(n).arg(n > 1 ? "s" : ""); };
+        if (analyzeFailed_ == 0)
+            setGlobalStatus(QStringLiteral("Analyse terminée ✓ (%1)").arg(files(analyzeTotal_)));
+        else
+            setGlobalStatus(QStringLiteral("Analyse terminée : %1, %2 échec%3")
+                                .arg(files(analyzeTotal_))
+                                .arg(analyzeFailed_)
+                                .arg(analyzeFailed_ > 1 ? "s" : ""));
+        analyzeFailed_ = 0;
+    }
     setBusy(false);
     analyzeNext();
 }
@@ -322,15 +331,14 @@ void Model::remeasureSelected() {
         assign(layoutWarning_, QString::fromStdString(*warning), &Model::layoutWarningChanged);
     const auto weights = resolveChannelWeights(count, layout_, channelOrder_, selected->declaredPositions);
     const QUuid id = selected->id;
-    const auto held = selected->channels;
-    const std::string path = selected->url;
-    const double fs = selected->sampleRate;
+    std::shared_ptr<const Programme> source = programmeFor(selected->url, selected->isVideo, selected->channelCount(),
+                                                           selected->frameTotal, selected->sampleRate);
     setBusy(true);
-    startJob([this, id, held, path, fs, weights] {
-        const auto samples = samplesFor(held, path);
+    startJob([this, id, source, weights] {
+        const auto measured = measureStreamed(*source, weights);
         std::optional<LoudnessResult> result;
-        if (samples) result = LoudnessEngine::measure(**samples, weights, fs);
-        post([this, id, result, weights, failure = samples ? QString() : QString::fromStdString(samples.error().message())] {
+        if (measured) result = *measured;
+        post([this, id, result, weights, failure = measured ? QString() : QString::fromStdString(measured.error().message())] {
             if (result)
                 updateItem(id, [&](FileItem& i) {
                     i.measured = *result;

@@ -310,6 +310,7 @@ private:
     QString globalStatus_;
     int batchTotal_ = 0, batchDone_ = 0;
     int analyzeTotal_ = 0, analyzeDone_ = 0;
+    int analyzeFailed_ = 0;  // files of the current run that could not be measured
     double analyzeCurrent_ = 0;
     QString analyzingName_;
     double batchCurrent_ = 0;

@@ -44,3 +44,13 @@ Expected<ABFiles> generateABExcerpts(const Channels& source, double fs, std::spa
 }
 
 }  // namespace velmora
+
+namespace velmora {
+
+Expected<ABFiles> generateABExcerpts(const Programme& source, std::span<const double> weights, const ABRequest& request) {
+    auto cut = excerpt(source);
+    if (!cut) return cut.error();
+    return generateABExcerpts(*cut, source.sampleRate(), weights, request);
+}
+
+}  // namespace velmora

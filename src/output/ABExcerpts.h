@@ -5,6 +5,7 @@
 #include <string>
 
 #include "audio/LoudnessError.h"
+#include "audio/ProgrammeStream.h"
 #include "mastering/MasterParams.h"
 #include "output/MasterWriter.h"
 
@@ -32,5 +33,7 @@ std::string abAfterPath(const std::string& sourcePath);
 // written as the chain left it. The first failed write ends the work.
 Expected<ABFiles> generateABExcerpts(const Channels& source, double sampleRate, std::span<const double> weights,
                                      const ABRequest& request);
+// The same from a programme read once, of which only the excerpt is kept.
+Expected<ABFiles> generateABExcerpts(const Programme& source, std::span<const double> weights, const ABRequest& request);
 
 }  // namespace velmora

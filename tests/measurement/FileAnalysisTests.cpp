@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "Signals.h"
+#include "measurement/Diagnostics.h"
 #include "measurement/FileAnalysis.h"
 #include "support/TestSupport.h"
 
@@ -49,6 +50,80 @@ TEST(FileAnalysis, StreamedWindowAndWholeBufferAgreeWithTheEngine) {
     expectSameResult(kept->result, reference);
     expectSameResult(streamed->result, reference);
     EXPECT_EQ(streamed->infoLine(), "0:50 · stéréo · 48.0 kHz");
+}
+
+// The overview computed while decoding against the whole-buffer functions over the decoded
+// programme: lengths that divide into nothing, shorter than the waveform's points, shorter and
+// just long enough for one spectrum frame, compressed files whose announced length is only an
+// estimate, and a stream written through a pipe that announces none.
+TEST(FileAnalysis, TheOverviewWhileDecodingEqualsTheWholeBufferFunctions) {
+    constexpr double fs = 44100;
+    test::ScratchDir dir;
+    const auto noise = [](std::size_t n, std::uint32_t seed, float level) {
+        std::vector<float> x(n);
+        for (auto& v : x) {
+            seed = seed * 1664525u + 1013904223u;
+            v = level * (float(seed >> 8) / float(1 << 24) * 2.0f - 1.0f);
+        }
+        return x;
+    };
+    struct Case {
+        std::string file;
+        std::size_t frames, channels;
+        std::string encode;  // empty: the float WAV itself
+    };
+    const std::vector<Case> cases{
+        {"odd.wav", 7 * 44100 + 1237, 2, ""},
+        {"many.wav", 3 * 44100 + 977, 6, ""},
+        {"tiny.wav", 1000, 1, ""},
+        {"justone.wav", 4096, 2, ""},
+        {"tooshort.wav", 4095, 2, ""},
+        {"odd.flac", 5 * 44100 + 313, 2, "-c:a flac"},
+        {"odd.m4a", 6 * 44100 + 71, 2, "-c:a aac -b:a 256k"},
+        {"odd.mp3", 4 * 44100 + 555, 2, "-c:a libmp3lame -b:a 192k"},
+        {"piped.wav", 3 * 44100 + 17, 2, "pipe"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        Channels programme;
+        for (std::size_t ch = 0; ch < c.channels; ++ch) {
+            auto x = noise(c.frames, 7u + std::uint32_t(ch), 0.3f);
+            // A loud crest per channel, where a bucket boundary does not fall.
+            x[(c.frames * (ch + 1)) / (c.channels + 2) + 3] = 0.9f - 0.1f * float(ch);
+            programme.push_back(std::move(x));
+        }
+        std::string path = (dir / c.file).string();
+        if (c.encode.empty()) {
+            test::writeFloatWav(path, programme, int(fs));
+        } else {
+            const auto bare = (dir / ("bare-" + c.file + ".wav")).string();
+            test::writeFloatWav(bare, programme, int(fs));
+            if (c.encode == "pipe")
+                ASSERT_TRUE(test::ffmpeg("-i " + test::shellQuote(bare) + " -c:a pcm_s16le -f wav - > " + test::shellQuote(path)));
+            else
+                ASSERT_TRUE(test::ffmpeg("-i " + test::shellQuote(bare) + " " + c.encode + " " + test::shellQuote(path)));
+        }
+        AnalysisSettings keep;
+        keep.keepAudio = true;
+        const auto whole = analyseFile(path, keep);
+        AnalysisSettings streaming;
+        streaming.overview = true;
+        const auto streamed = analyseFile(path, streaming);
+        ASSERT_TRUE(whole && streamed);
+        const Channels& decoded = whole->audio.channels;
+        EXPECT_EQ(streamed->waveformPeaks, waveformPeaks(decoded));
+        const auto bins = spectrum(decoded, 256, whole->sampleRate);
+        ASSERT_EQ(streamed->spectrumBins.size(), bins.size());
+        for (std::size_t b = 0; b < bins.size(); ++b) EXPECT_NEAR(streamed->spectrumBins[b], bins[b], 1e-6) << b;
+        if (c.frames == 4095) {
+            EXPECT_TRUE(bins.empty());
+        } else if (c.frames == 4096) {
+            EXPECT_EQ(bins.size(), 256u);
+        } else if (c.frames < 1024) {
+            EXPECT_EQ(streamed->waveformPeaks[c.frames], 0.0f);
+        }
+        EXPECT_EQ(streamed->waveformPeaks.size(), 1024u);
+    }
 }
 
 TEST(FileAnalysis, SwappedCentreAndLfeAreNoticedWhileStreaming) {

@@ -30,7 +30,7 @@ TEST(ModelQueue, AnalysesInQueueOrderWithProgressTexts) {
     ASSERT_TRUE(waitIdle(model));
 
     EXPECT_EQ(started, (std::vector<QString>{"a.wav", "b.wav", "c.wav"}));
-    EXPECT_EQ(statuses, (QStringList{"Analyse 1/3…", "Analyse 2/3…"}));
+    EXPECT_EQ(statuses, (QStringList{"Analyse 1/3…", "Analyse 2/3…", "Analyse terminée ✓ (3 fichiers)"}));
     EXPECT_EQ(model.analyzeTotal(), 0);
     EXPECT_EQ(model.analyzeDone(), 0);
     EXPECT_EQ(model.analyzingName(), "");
@@ -47,16 +47,19 @@ TEST(ModelQueue, AnalysesInQueueOrderWithProgressTexts) {
         EXPECT_EQ(item.channelEnergies.size(), 2u);
         EXPECT_EQ(item.channelCount(), 2u);
     }
-    // Only the selected file keeps its samples: a long queue costs its measurements, not its audio.
-    EXPECT_TRUE(model.queue()[0].channels);
-    EXPECT_FALSE(model.queue()[1].channels);
-    EXPECT_FALSE(model.queue()[2].channels);
+    // No file keeps its samples, selected or not: a queue costs its measurements, not its audio,
+    // and measuring again reads the file again.
+    for (const auto& item : model.queue()) EXPECT_FALSE(item.channels);
     model.select(model.queue()[2].id);
-    EXPECT_FALSE(model.queue()[0].channels);
-    // What is not held is decoded again when a job needs it: measuring again still works.
     model.remeasureSelected();
     ASSERT_TRUE(waitIdle(model));
     EXPECT_NEAR(model.queue()[2].measured->integratedLUFS, -20.0, 0.05);
+
+    // A run in which a file could not be read says so instead of claiming success.
+    std::ofstream(dir / "broken.wav") << "RIFF, mais pas du son";
+    model.addFiles({q(dir / "broken.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_EQ(model.globalStatus(), "Analyse terminée : 1 fichier, 1 échec");
 }
 
 TEST(ModelQueue, DuplicatesAndFoldersWithoutAudio) {
