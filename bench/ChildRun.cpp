@@ -19,13 +19,15 @@ namespace velmora::bench {
 
 namespace {
 
-// VmHWM of a running process, in bytes; 0 when it cannot be read.
-double highWaterBytes(const std::string& statusPath) {
+// A "VmXXX:" field of a process's status, in bytes; 0 when it cannot be read.
+double statusBytes(const std::string& statusPath, const std::string& field) {
     std::ifstream status(statusPath);
     for (std::string line; std::getline(status, line);)
-        if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6) * 1024.0;
+        if (line.rfind(field, 0) == 0) return std::atof(line.c_str() + field.size()) * 1024.0;
     return 0.0;
 }
+
+double highWaterBytes(const std::string& statusPath) { return statusBytes(statusPath, "VmHWM:"); }
 
 }  // namespace
 
@@ -76,6 +78,23 @@ void warmCache(const std::filesystem::path& file) {
     std::vector<char> buf(1 << 20);
     while (in.read(buf.data(), std::streamsize(buf.size()))) {
     }
+}
+
+double residentBytes() { return statusBytes("/proc/self/status", "VmRSS:"); }
+
+bool pinkNoiseWav(const std::filesystem::path& file, double seconds, int channels, int seed, bool swell) {
+    std::string source = "anoisesrc=d=" + std::to_string(seconds) + ":c=pink:r=48000:a=0.2:s=" + std::to_string(seed);
+    if (swell) source += ",volume='0.55+0.45*sin(2*PI*t/97)':eval=frame";
+    std::vector<std::string> args{"ffmpeg", "-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i", source};
+    if (channels == 6) {
+        args.insert(args.end(), {"-filter_complex",
+                                 "[0]asplit=6[a][b][c][d][e][f];[a][b][c][d][e][f]join=inputs=6:channel_layout=5.1[o]",
+                                 "-map", "[o]"});
+    } else {
+        args.insert(args.end(), {"-ac", std::to_string(channels)});
+    }
+    args.insert(args.end(), {"-c:a", "pcm_s24le", "-rf64", "auto", file.string()});
+    return runChild(args).status == 0;
 }
 
 std::filesystem::path fullChainParams(const std::filesystem::path& dir) {

@@ -27,4 +27,13 @@ void warmCache(const std::filesystem::path& file);
 // `--params` file in `dir`.
 std::filesystem::path fullChainParams(const std::filesystem::path& dir);
 
+// Pink noise, one seed per file, written by ffmpeg as 48 kHz 24-bit WAV (RF64 past 4 GB):
+// realistic enough for memory and speed, and it costs no memory in this process. `swell` makes
+// the level rise and fall by several dB over minutes, so the loudness-range stage has work to
+// do. 1, 2, 6 (5.1) or 8 channels.
+bool pinkNoiseWav(const std::filesystem::path& file, double seconds, int channels, int seed, bool swell = false);
+
+// This process's resident memory now, in bytes (VmRSS).
+double residentBytes();
+
 }  // namespace velmora::bench

@@ -17,25 +17,7 @@ using velmora::bench::ChildRun;
 using velmora::bench::runChild;
 using velmora::bench::scratchFolder;
 using velmora::bench::fullChainParams;
-
-// Pink noise, one seed per file, written by ffmpeg: realistic enough for memory and speed, and
-// it costs no memory in this process.
-// `swell` makes the level rise and fall by several dB over minutes, so the loudness-range
-// stage has work to do.
-bool pinkNoiseWav(const fs::path& file, double seconds, int channels, int seed, bool swell = false) {
-    std::string source = "anoisesrc=d=" + std::to_string(seconds) + ":c=pink:r=48000:a=0.2:s=" + std::to_string(seed);
-    if (swell) source += ",volume='0.55+0.45*sin(2*PI*t/97)':eval=frame";
-    std::vector<std::string> args{"ffmpeg", "-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i", source};
-    if (channels == 6) {
-        args.insert(args.end(), {"-filter_complex",
-                                 "[0]asplit=6[a][b][c][d][e][f];[a][b][c][d][e][f]join=inputs=6:channel_layout=5.1[o]",
-                                 "-map", "[o]"});
-    } else {
-        args.insert(args.end(), {"-ac", std::to_string(channels)});
-    }
-    args.insert(args.end(), {"-c:a", "pcm_s24le", "-rf64", "auto", file.string()});
-    return runChild(args).status == 0;
-}
+using velmora::bench::pinkNoiseWav;
 
 // One generated programme of `seconds` mastered by a child velmora-cli with `options`, timed,
 // with its peak memory.
