@@ -1,6 +1,7 @@
 #include "mastering/RenderedProgramme.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "mastering/StreamingChain.h"
 #include "measurement/ProgrammeMeasure.h"
@@ -42,10 +43,12 @@ std::unique_ptr<ProgrammePass> RenderedProgramme::read() const {
     return std::make_unique<RenderedPass>(source_.read(), std::move(chain), maxGR_);
 }
 
-Expected<std::vector<LraStep>> planRender(const Programme& source, const MasterParams& params,
-                                          std::span<const double> weights, const ProgressFn& progress) {
+Expected<RenderPlan> planRender(const Programme& source, const MasterParams& params, std::span<const double> weights,
+                                const ProgressFn& progress) {
     // Each measurement's share of the bar: the planner reports where it stands between them.
     double from = 0.0;
+    std::vector<LraStep> lastSteps;
+    std::optional<LoudnessResult> last;
     const auto measure = [&](const std::vector<LraStep>& steps) {
         const RenderedProgramme through(source, params, steps);
         const double span = 0.1;
@@ -55,12 +58,33 @@ Expected<std::vector<LraStep>> planRender(const Programme& source, const MasterP
         });
         from = std::min(1.0, start + span);
         if (!measured) return Expected<ProgrammeLoudness>(measured.error());
+        lastSteps = steps;
+        last = *measured;
         return Expected<ProgrammeLoudness>(ProgrammeLoudness{measured->integratedLUFS, measured->loudnessRange});
     };
-    return planLRA(params, measure, [&](double f) {
+    auto steps = planLRA(params, measure, [&](double f) {
         from = std::max(from, f);
         if (progress) progress(f);
     });
+    if (!steps) return steps.error();
+    RenderPlan plan{std::move(*steps), std::nullopt};
+    // A gain step after the last measurement moves its figures by exactly its dB.
+    if (last && plan.lraSteps.size() >= lastSteps.size() &&
+        std::equal(lastSteps.begin(), lastSteps.end(), plan.lraSteps.begin(),
+                   [](const LraStep& a, const LraStep& b) {
+                       return a.isGain == b.isGain && a.ratio == b.ratio && a.referenceLUFS == b.referenceLUFS &&
+                              a.gain == b.gain;
+                   }) &&
+        std::all_of(plan.lraSteps.begin() + std::ptrdiff_t(lastSteps.size()), plan.lraSteps.end(),
+                    [](const LraStep& s) { return s.isGain; })) {
+        double shiftDB = 0.0;
+        for (std::size_t k = lastSteps.size(); k < plan.lraSteps.size(); ++k)
+            shiftDB += 20.0 * std::log10(double(plan.lraSteps[k].gain));
+        last->integratedLUFS += shiftDB;
+        last->truePeakDB += shiftDB;
+        plan.measured = last;
+    }
+    return plan;
 }
 
 }  // namespace velmora

@@ -5,6 +5,7 @@
 // loudness-range reduction render as far as the steps decided so far.
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -33,10 +34,18 @@ private:
     mutable std::atomic<double> maxGR_ = 0.0;
 };
 
+struct RenderPlan {
+    std::vector<LraStep> lraSteps;
+    // The standard measurement of the programme through the chain and every step, when the
+    // planning's last pass already made it (its integrated loudness and 4× true peak then need
+    // no pass of their own).
+    std::optional<LoudnessResult> measured;
+};
+
 // The loudness-range steps of `params` for this source: each measurement renders the source
 // through the chain and the steps decided so far (planLRA). None unless lraOn. `progress`
 // receives this planning's own fraction, 0 … 1.
-Expected<std::vector<LraStep>> planRender(const Programme& source, const MasterParams& params,
-                                          std::span<const double> weights, const ProgressFn& progress = {});
+Expected<RenderPlan> planRender(const Programme& source, const MasterParams& params, std::span<const double> weights,
+                                const ProgressFn& progress = {});
 
 }  // namespace velmora

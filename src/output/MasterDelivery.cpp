@@ -255,10 +255,12 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
     // With every stage off the programme reaches the limiter as it is; otherwise through the
     // chain. Either way each pass reads the source again, so nothing holds the programme.
     std::optional<RenderedProgramme> rendered;
+    std::optional<LoudnessResult> renderedMeasure;
     if (!neutralChain) {
-        auto steps = planRender(source, p, weights, [&](double f) { progress(0.02 + 0.58 * f); });
-        if (!steps) return steps.error();
-        rendered.emplace(source, p, std::move(*steps));
+        auto plan = planRender(source, p, weights, [&](double f) { progress(0.02 + 0.58 * f); });
+        if (!plan) return plan.error();
+        renderedMeasure = plan->measured;
+        rendered.emplace(source, p, std::move(plan->lraSteps));
     }
     LimiterInput input{rendered ? static_cast<const Programme&>(*rendered) : source};
 
@@ -268,6 +270,8 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
     Measured m{};
     if (neutralChain && request.sourceIntegratedLUFS && request.sourceTruePeakDB) {
         m = {*request.sourceIntegratedLUFS, *request.sourceTruePeakDB};
+    } else if (renderedMeasure) {
+        m = {renderedMeasure->integratedLUFS, renderedMeasure->truePeakDB};
     } else {
         auto measured = measure(input, weights, within(0.6, 0.63));
         if (!measured) return measured.error();

@@ -122,9 +122,10 @@ TEST_F(StreamedMaster, TheFullChainRenderedFromTheFileEqualsTheChainRenderedInMe
     request.write.sourcePath = sourceFile;
 
     // The refinement really ran: more than one envelope pass.
-    const auto steps = planRender(HeldProgramme(source, fs), p, weights);
-    ASSERT_TRUE(steps);
-    EXPECT_GE(std::count_if(steps->begin(), steps->end(), [](const LraStep& s) { return !s.isGain; }), 2);
+    const auto plan = planRender(HeldProgramme(source, fs), p, weights);
+    ASSERT_TRUE(plan);
+    const auto& steps = plan->lraSteps;
+    EXPECT_GE(std::count_if(steps.begin(), steps.end(), [](const LraStep& s) { return !s.isGain; }), 2);
 
     const auto rendered = renderMaster(source, p, fs, weights);
     DeliveryRequest conformOnly = request;
