@@ -9,6 +9,7 @@
 
 #include "ChildRun.h"
 #include "Programme.h"
+#include "measurement/FileAnalysis.h"
 
 namespace {
 
@@ -39,7 +40,26 @@ void BM_PeerFilterWav(benchmark::State& state) {
                            " -af ebur128=peak=true -f null - >/dev/null 2>&1");
 }
 
+// The analysis the window and the batch run on each file, in this process: decoding, the
+// measurement and the channel energies, with (1) and without (0) the waveform and spectrum
+// computed on the decoding thread meanwhile. Their difference is what the overview costs now
+// that it no longer reads a held programme.
+void BM_VelmoraFileAnalysis(benchmark::State& state) {
+    const auto& wav = velmora::bench::programmeWav24();
+    velmora::bench::warmCache(wav);
+    velmora::AnalysisSettings settings;
+    settings.channelEnergies = true;
+    settings.overview = state.range(0) != 0;
+    for (auto _ : state) {
+        auto a = velmora::analyseFile(wav.string(), settings);
+        if (!a) state.SkipWithError("analysis failed");
+        benchmark::DoNotOptimize(a);
+    }
+    state.SetItemsProcessed(std::int64_t(state.iterations()) * 3600 * 48000);
+}
+
 }  // namespace
 
+BENCHMARK(BM_VelmoraFileAnalysis)->Arg(0)->Arg(1)->Unit(benchmark::kSecond)->Iterations(3)->UseRealTime();
 BENCHMARK(BM_VelmoraAnalyseWav)->Unit(benchmark::kSecond)->Iterations(3)->UseManualTime();
 BENCHMARK(BM_PeerFilterWav)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
