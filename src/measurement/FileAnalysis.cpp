@@ -29,16 +29,17 @@ double curveStepFor(double durationSeconds) { return std::max(1.0, durationSecon
 namespace {
 
 // Hands every decoded block to the measurement and to the overview, which runs on the decoding
-// thread while the measurement's workers take the channels.
+// thread while the measurement's workers take the channels. The overview is spread over
+// `knownFrames`, or else over the length the file announces.
 class AnalysisListener final : public DecodeListener {
 public:
-    // Without an analyzer (the dialogue measurement) the reader keeps the whole programme, and the
-    // overview is taken from it afterwards.
-    AnalysisListener(LoudnessAnalyzer* analyzer, bool overview) : analyzer_(analyzer), wantsOverview_(overview && analyzer) {}
+    AnalysisListener(LoudnessAnalyzer* analyzer, bool overview, std::size_t knownFrames = 0)
+        : analyzer_(analyzer), wantsOverview_(overview), knownFrames_(knownFrames) {}
 
     void started(const PlanarAudio& audio, std::size_t expectedFrames) override {
         if (analyzer_) analyzer_->started(audio, expectedFrames);
-        if (wantsOverview_ && expectedFrames > 0) overview_.emplace(audio.channelCount(), audio.sampleRate, expectedFrames);
+        const std::size_t frames = knownFrames_ > 0 ? knownFrames_ : expectedFrames;
+        if (wantsOverview_ && frames > 0) overview_.emplace(audio.channelCount(), audio.sampleRate, frames);
         pointers_.resize(audio.channelCount());
     }
     void framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) override {
@@ -51,9 +52,11 @@ public:
     void quiesce() override {
         if (analyzer_) analyzer_->quiesce();
     }
-    bool keepsSamples() const override { return analyzer_ ? analyzer_->keepsSamples() : true; }
+    // Without an analyzer or an overview (the dialogue measurement) the reader keeps the whole
+    // programme.
+    bool keepsSamples() const override { return analyzer_ ? analyzer_->keepsSamples() : !wantsOverview_; }
 
-    // The overview, when the file was as long as it announced.
+    // The overview, when the file was as long as it was spread over.
     const OverviewMeter* overview() const {
         return overview_ && overview_->frames() == overview_->length() ? &*overview_ : nullptr;
     }
@@ -61,36 +64,20 @@ public:
 private:
     LoudnessAnalyzer* analyzer_;
     bool wantsOverview_;
+    std::size_t knownFrames_;
     std::optional<OverviewMeter> overview_;
     std::vector<const float*> pointers_;
 };
 
 // The overview of a file whose length is now known, in a pass of its own.
 std::optional<LoudnessError> overviewPass(const std::string& path, bool isVideo, std::size_t frames, FileAnalysis& a) {
-    class Listener final : public DecodeListener {
-    public:
-        explicit Listener(std::size_t frames) : frames_(frames) {}
-        void started(const PlanarAudio& audio, std::size_t) override {
-            overview.emplace(audio.channelCount(), audio.sampleRate, frames_);
-            pointers_.resize(audio.channelCount());
-        }
-        void framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) override {
-            for (std::size_t c = 0; c < pointers_.size(); ++c) pointers_[c] = audio.channels[c].data() + begin;
-            overview->process(pointers_.data(), end - begin);
-        }
-        void quiesce() override {}
-        bool keepsSamples() const override { return false; }
-        std::optional<OverviewMeter> overview;
-
-    private:
-        std::size_t frames_;
-        std::vector<const float*> pointers_;
-    } listener(frames);
+    AnalysisListener listener(nullptr, true, frames);
     auto decoded = loadAudio(path, isVideo, &listener);
     if (!decoded) return decoded.error();
-    if (!listener.overview || listener.overview->frames() != frames) return LoudnessError{LoudnessError::Code::sourceChanged};
-    a.waveformPeaks = listener.overview->waveformPeaks();
-    a.spectrumBins = listener.overview->spectrum();
+    const OverviewMeter* overview = listener.overview();
+    if (!overview) return LoudnessError{LoudnessError::Code::sourceChanged};
+    a.waveformPeaks = overview->waveformPeaks();
+    a.spectrumBins = overview->spectrum();
     return std::nullopt;
 }
 
@@ -108,7 +95,7 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
         streaming.emplace(progress, settings.keepAudio);
         streaming->measureEnergiesAlways(settings.channelEnergies);
     }
-    AnalysisListener listener(streaming ? &*streaming : nullptr, settings.overview);
+    AnalysisListener listener(streaming ? &*streaming : nullptr, settings.overview && streaming);
     auto decoded = loadAudio(path, a.isVideo, &listener);
     if (!decoded) return decoded.error();
     PlanarAudio& audio = *decoded;
