@@ -62,6 +62,13 @@ public:
 
     // Advances to the next decoded frame; the frame stays valid until the next call.
     Pull pull();
+    // Moves to the container's nearest seek point at or before `sample` (counted at the stream's
+    // rate from the container's start) and empties the decoder; frames then come from there.
+    // False when the container cannot seek.
+    bool seek(std::int64_t sample);
+    // Where the current frame starts, in samples from the container's start; -1 when the frame
+    // carries no timestamp.
+    std::int64_t frameStart() const;
     std::size_t frameLength() const;
     int frameChannelCount() const;
     int frameSampleRate() const;
