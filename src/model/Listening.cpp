@@ -258,6 +258,7 @@ void Model::onPlaybackTick() {
     } else if (isPlaybackPlaying_ && playback_) {
         if (const auto failure = playback_->failure()) {
             playback_->pause();
+            hasAudioOutput_.reset();  // the output may be gone for good: asked again
             setIsPlaybackPlaying(false);
             setGlobalStatus(text(*failure));
         }
