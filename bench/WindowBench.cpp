@@ -1,7 +1,8 @@
 // The main window's speed: opening with 50 analysed files until its first paint, the main
 // thread's longest stall while those files are analysed and while they are exported in one
 // batch (a 1 ms timer probe on the main thread), and the live redraw's cost at 20 frames a
-// second while a file plays (on a private dummy JACK server), as a share of one core.
+// second while a file plays (on a private dummy JACK server), as a share of one core, and the
+// longest stall while listening with seeks and restarts.
 // Targets: first paint under 1 s, stalls under 20 ms, the redraw at most 5 % of one core.
 #include <benchmark/benchmark.h>
 
@@ -11,6 +12,7 @@
 #include <QTimer>
 #include <ctime>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <vector>
 
@@ -260,8 +262,75 @@ void BM_WindowLiveRedraw(benchmark::State& state) {
     state.counters["ms_per_frame"] = counted > 0 ? 1000.0 * cpu / counted : 0.0;
 }
 
+// Range 0: plain playback; 1: live mastering. The main thread's longest stall while listening is
+// used as an engineer does: a seek every 250 ms anywhere in the file, and pause and play again
+// every second (the stream is built again from the file at each play).
+void BM_WindowListeningStalls(benchmark::State& state) {
+    velmora::bench::ensureQtApplication();
+    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
+    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
+    if (!jack.running()) {
+        state.SkipWithError("jackd -d dummy did not start");
+        return;
+    }
+    const bool live = state.range(0) == 1;
+    velmora::FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({QString::fromStdString(velmora::bench::programmeWav24(kMinutes).string())});
+    runLoop(60000, &model);
+    MainWindow window(model);
+    window.show();
+    runLoop(300);
+    if (live) {
+        model.setLiveMonitorEnabled(true);
+        model.setLiveMonitorDeviceUID(QStringLiteral("JACK:system"));
+    }
+    const auto listening = [&] { return live ? model.isLiveMastering() : model.isPlaybackPlaying(); };
+    model.toggleListening();
+    if (!listening()) {
+        state.SkipWithError(model.globalStatus().toStdString().c_str());
+        return;
+    }
+    runLoop(300);
+    int seeks = 0, restarts = 0;
+    double fraction = 0.1;
+    QTimer seeker, toggler;
+    QObject::connect(&seeker, &QTimer::timeout, [&] {
+        fraction = std::fmod(fraction + 0.37, 0.95);
+        model.seekPlayback(fraction);
+        ++seeks;
+    });
+    QObject::connect(&toggler, &QTimer::timeout, [&] {
+        model.toggleListening();  // stops
+        model.toggleListening();  // and starts again, from the file
+        ++restarts;
+    });
+    StallProbe probe;
+    double worst = 0;
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        probe.start();
+        seeker.start(250);
+        toggler.start(1000);
+        runLoop(5000);
+        seeker.stop();
+        toggler.stop();
+        probe.stop();
+        state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
+        worst = std::max(worst, probe.longestMS());
+    }
+    if (!listening()) state.SkipWithError(model.globalStatus().toStdString().c_str());
+    model.toggleListening();
+    state.counters["listening_longest_stall_ms"] = worst;
+    state.counters["p99_gap_ms"] = probe.percentileMS(0.99);
+    state.counters["seeks"] = seeks;
+    state.counters["restarts"] = restarts;
+}
+
 }  // namespace
 
+BENCHMARK(BM_WindowListeningStalls)->Arg(0)->Arg(1)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_WindowOpenWith50Files)->Unit(benchmark::kMillisecond)->Iterations(5)->UseManualTime();
 BENCHMARK(BM_WindowLongestStallDuringBatch)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_WindowLiveRedraw)->Arg(0)->Arg(1)->Unit(benchmark::kSecond)->Iterations(2)->UseManualTime();
