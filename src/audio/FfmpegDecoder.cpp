@@ -230,9 +230,9 @@ bool FfmpegDecoder::seek(std::int64_t sample) {
     return true;
 }
 
-std::int64_t FfmpegDecoder::frameStart() const {
+std::optional<std::int64_t> FfmpegDecoder::frameStart() const {
     const std::int64_t pts = frame_->best_effort_timestamp;
-    if (pts == AV_NOPTS_VALUE || sampleRate() <= 0) return -1;
+    if (pts == AV_NOPTS_VALUE || sampleRate() <= 0) return std::nullopt;
     const std::int64_t origin = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
     return av_rescale_q(pts - origin, stream_->time_base, AVRational{1, sampleRate()});
 }

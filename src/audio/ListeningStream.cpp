@@ -28,6 +28,8 @@ constexpr std::size_t sliceFrames = 8192;
 // Output frames a restarted converter runs before the frame asked for, so that the filter has
 // forgotten the silence it started from: past this, the output is the whole-file conversion's.
 constexpr std::int64_t primingFrames = 16384;
+// Frames decoded and dropped before the one asked for in a compressed file.
+constexpr std::int64_t compressedPreroll = 8192;
 // How often the decoding thread looks again at a full ring.
 constexpr auto ringPoll = std::chrono::milliseconds(4);
 
@@ -82,11 +84,15 @@ public:
             auto first = pullFrame();
             if (!first) return first.error();
             if (!*first) return std::nullopt;  // empty: the end is the end
-            origin_ = std::max<std::int64_t>(decoder_->frameStart(), 0);
-            originKnown_ = decoder_->frameStart() >= 0;
+            const auto start = decoder_->frameStart();
+            origin_ = start.value_or(0);
+            originKnown_ = start.has_value();
             pending_ = true;
         }
-        if (originKnown_ && decoder_->seek(frame + origin_)) {
+        // A compressed frame leans on the ones before it (overlapping transforms, a bit
+        // reservoir): decoding starts a little earlier, and what precedes `frame` is dropped.
+        const std::int64_t from = decoder_->plainPcm() ? frame : std::max<std::int64_t>(frame - compressedPreroll, 0);
+        if (from > 0 && originKnown_ && decoder_->seek(from + origin_)) {
             pending_ = false;
             locating_ = true;
         }
@@ -105,8 +111,8 @@ public:
             const std::size_t length = decoder_->frameLength();
             if (locating_) {
                 locating_ = false;
-                const std::int64_t start = decoder_->frameStart();
-                if (start < 0 || start - origin_ > skipTo_) {
+                const auto start = decoder_->frameStart();
+                if (!start || *start - origin_ > skipTo_) {
                     // No timestamp to go by, or the seek overshot: decode from the start instead.
                     const std::int64_t target = skipTo_;
                     originKnown_ = false;
@@ -114,7 +120,7 @@ public:
                     skipTo_ = target;
                     continue;
                 }
-                at_ = start - origin_;
+                at_ = *start - origin_;
             }
             const std::int64_t begin = at_;
             at_ += std::int64_t(length);
