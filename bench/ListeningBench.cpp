@@ -5,7 +5,8 @@
 //
 // The render side is the real one (the streamer pulling blocks of 256 frames); it is called
 // every millisecond instead of at the device's pace, so a seek's first sound is timed to the
-// millisecond and the film goes by faster than it plays.
+// millisecond and the film goes by faster than it plays. The command line's peak memory is read
+// from a child velmora-cli playing the film's last seconds to a private dummy JACK server.
 #include <benchmark/benchmark.h>
 #include <sndfile.h>
 
@@ -24,6 +25,7 @@
 #include "ChildRun.h"
 #include "audio/ListeningStream.h"
 #include "mastering/OnlineMasteringStreamer.h"
+#include "rig/JackRig.h"
 
 namespace {
 
@@ -144,10 +146,38 @@ void filmListening(benchmark::State& state, double deviceRate) {
     state.counters["film_gb"] = double(fs::file_size(path)) / 1e9;
 }
 
+// velmora-cli playing the film's last seconds to a private dummy JACK server, as a child: its
+// peak resident memory is the whole program's, decoder and output included.
+void BM_FilmListeningCliPeakMemory(benchmark::State& state) {
+    if (benchmark::GetBenchmarkFilter().find("FilmListening") == std::string::npos) {
+        state.SkipWithError("opt-in: --benchmark_filter=FilmListening");
+        return;
+    }
+    const fs::path path = film();
+    velmora::rig::PrivateJackServer server({filmRate});
+    if (path.empty() || !server.running()) {
+        state.SkipWithError(path.empty() ? "cannot write the film" : "jackd -d dummy did not start");
+        return;
+    }
+    setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
+    velmora::bench::ChildRun run;
+    const double seconds = filmMinutes() * 60;
+    const double from = 1.0 - 4.0 / seconds;  // the last four seconds
+    for (auto _ : state) {
+        run = velmora::bench::runChild({VELMORA_CLI_PATH, "play", path.string(), "--seek", std::to_string(from)});
+        state.SetIterationTime(run.seconds);
+        if (run.status != 0) state.SkipWithError("velmora-cli play failed");
+    }
+    unsetenv("JACK_DEFAULT_SERVER");
+    state.counters["peak_rss_MB"] = run.peakRssBytes / 1e6;
+    state.counters["film_gb"] = double(fs::file_size(path)) / 1e9;
+}
+
 void BM_FilmListeningAtItsRate(benchmark::State& state) { filmListening(state, 48000); }
 void BM_FilmListeningConverted(benchmark::State& state) { filmListening(state, 44100); }
 
 }  // namespace
 
+BENCHMARK(BM_FilmListeningCliPeakMemory)->Iterations(1)->Unit(benchmark::kSecond)->UseManualTime();
 BENCHMARK(BM_FilmListeningAtItsRate)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 BENCHMARK(BM_FilmListeningConverted)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();

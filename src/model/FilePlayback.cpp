@@ -7,7 +7,8 @@ namespace velmora {
 FilePlaybackController::FilePlaybackController() = default;
 
 FilePlaybackController::~FilePlaybackController() {
-    if (output_) output_->stop();
+    // The output first: its event thread may be calling the change handler, which goes with us.
+    output_.reset();
 }
 
 LiveMonitor& FilePlaybackController::output() {
