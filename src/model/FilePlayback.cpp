@@ -93,8 +93,19 @@ std::optional<std::string> FilePlaybackController::failure() const {
     if (!playing_) return std::nullopt;
     if (stream_)
         if (const auto error = stream_->error()) return error->message();
-    if (output_ && !output_->isPlaying()) return output_->lastError().value_or(LiveMonitor::disconnectedMessage);
+    if (output_ && !output_->isPlaying())
+        if (const auto error = output_->lastError()) return error;
     return std::nullopt;
+}
+
+bool FilePlaybackController::interrupted() const {
+    return playing_ && output_ && !output_->isPlaying() && !output_->lastError() && !(stream_ && stream_->error());
+}
+
+std::optional<std::string> FilePlaybackController::resume() {
+    if (streamer_) pendingFraction_ = streamer_->position();
+    playing_ = false;
+    return play();
 }
 
 void FilePlaybackController::seek(double seconds) {

@@ -38,6 +38,10 @@ public:
     // While playing: why it cannot go on (the device went away, the file cannot be read any
     // more), else nothing. The caller pauses and shows it.
     std::optional<std::string> failure() const;
+    // While playing, the output stopped under it with no error: its device changed and was
+    // routed again. resume() plays on from where it was; a failure says why it cannot.
+    bool interrupted() const;
+    std::optional<std::string> resume();
 
     void seek(double seconds);
     double duration() const;  // seconds, 0 when nothing is loaded

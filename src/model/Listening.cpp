@@ -95,7 +95,16 @@ void Model::onPlaybackOutputChanged() {
         emit playbackTick();
         return;
     }
-    if (const auto failure = playback_->failure()) {
+    if (playback_->interrupted()) {
+        // Its device changed and was routed again: playing goes on from where it was.
+        if (auto failure = playback_->resume()) {
+            playback_->pause();
+            setIsPlaybackPlaying(false);
+            setGlobalStatus(text(*failure));
+        } else {
+            setGlobalStatus(QStringLiteral("Lecture : sortie audio reconfigurée, la lecture continue."));
+        }
+    } else if (const auto failure = playback_->failure()) {
         playback_->pause();
         setIsPlaybackPlaying(false);
         setGlobalStatus(text(*failure));

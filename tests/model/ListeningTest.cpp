@@ -6,6 +6,8 @@
 
 #include "ModelTesting.h"
 #include "audio/JackFixture.h"
+#include <jack/jack.h>
+#include <jack/metadata.h>
 #include "audio/OutputDevice.h"
 #include "model/Model.h"
 #include "support/TestSupport.h"
@@ -206,7 +208,7 @@ TEST_F(ModelOnJack, APausedPlayheadMovesWithASeekAndTheSpectrumFollowsIt) {
 // A server of its own, so that it can go away in the middle of a test.
 using ModelOnVanishingJack = WithPrivateJackServer<44100>;
 
-TEST_F(ModelOnVanishingJack, PlainPlaybackStopsWithTheMessageWhenTheOutputGoesAway) {
+TEST_F(ModelOnVanishingJack, PlainPlaybackGoesOnThroughAChangedOutputAndStopsWhenItGoesAway) {
     ScratchDir dir;
     writeFloatWav(dir / "long.wav", sine(30.0, 0.3), 48000);
     FixedChoosers choosers;
@@ -218,6 +220,22 @@ TEST_F(ModelOnVanishingJack, PlainPlaybackStopsWithTheMessageWhenTheOutputGoesAw
     model.togglePlayback();
     ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
     ASSERT_TRUE(eventually([&] { return model.playPosition() > 0.01; }));
+
+    // The output's device changes (a patchbay names one of its ports): routed again, playing
+    // goes on from where it was, and the status line says so.
+    jack_client_t* patchbay = jack_client_open("patchbay", JackNoStartServer, nullptr);
+    ASSERT_NE(patchbay, nullptr);
+    jack_port_t* port = jack_port_by_name(patchbay, "system:playback_1");
+    ASSERT_NE(port, nullptr);
+    ASSERT_EQ(jack_set_property(patchbay, jack_port_uuid(port), JACK_METADATA_PRETTY_NAME, "Sortie 1", "text/plain"), 0);
+    jack_client_close(patchbay);
+    ASSERT_TRUE(eventually([&] { return model.globalStatus() == "Lecture : sortie audio reconfigurée, la lecture continue."; }))
+        << model.globalStatus().toStdString();
+    EXPECT_TRUE(model.isPlaybackPlaying());
+    const double resumed = model.playPosition();
+    EXPECT_GT(resumed, 0.01);
+    ASSERT_TRUE(eventually([&] { return model.playPosition() > resumed + 0.01; }));
+
     server.reset();
     ASSERT_TRUE(eventually([&] { return !model.isPlaybackPlaying(); }));
     EXPECT_EQ(model.globalStatus(), "Carte son déconnectée. Le mode export A/B WAV reste disponible.");
