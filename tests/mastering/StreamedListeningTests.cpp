@@ -177,6 +177,27 @@ TEST(StreamedListening, LoopsLapAfterLapAndSeeksSampleExactlyInACompressedFile) 
     }
 }
 
+TEST(StreamedListening, AVideosSoundSeeksAsItsWholeDecodeReadsIt) {
+    test::ScratchDir dir;
+    const Channels sound = programme(2, 96000);
+    test::writeFloatWav(dir / "sound.wav", sound, 48000);
+    const std::string movie = (dir / "film.mov").string();
+    // A picture first in the container, the sound after it: the stream takes the sound alone.
+    ASSERT_TRUE(test::ffmpeg("-f lavfi -i testsrc=size=64x48:rate=25:duration=2 -i " +
+                             test::shellQuote((dir / "sound.wav").string()) +
+                             " -map 0:v -map 1:a -c:v mpeg4 -c:a pcm_s24le -shortest " + test::shellQuote(movie)));
+    const auto whole = loadAudio(movie, true);
+    ASSERT_TRUE(whole);
+    for (const std::size_t at : {std::size_t(0), std::size_t(50001)}) {
+        SCOPED_TRACE(at);
+        auto s = streamed(StreamShape{movie, true, 2, whole->frameCount(), 48000}, 48000);
+        s->stream()->seek(std::int64_t(at));
+        const Pair got = delivered(*s, whole->frameCount() - at);
+        EXPECT_TRUE(std::equal(got.first.begin(), got.first.end(), whole->channels[0].begin() + std::ptrdiff_t(at)));
+        EXPECT_TRUE(std::equal(got.second.begin(), got.second.end(), whole->channels[1].begin() + std::ptrdiff_t(at)));
+    }
+}
+
 TEST(StreamedListening, AFileThatIsGoneOrChangedSaysSoAndStaysSilent) {
     test::ScratchDir dir;
     const Channels file = programme(2, 4800);
