@@ -1,5 +1,5 @@
 // Xruns of live mastering on a private dummy JACK server at 64 frames per period (1.3 ms at
-// 48 kHz): the ten-minute programme through every real-time stage (eight bands, the bus
+// 48 kHz): the ten-minute programme, read from its file as it plays, through every real-time stage (eight bands, the bus
 // compressor, the meter) to the server's playback ports, while the main thread changes the
 // parameters 50 times a second, as a hand on a control does. Ten minutes of wall time, or
 // VELMORA_XRUN_SECONDS. A separate client counts the xruns the server reports; the render
@@ -21,6 +21,7 @@
 #include <thread>
 
 #include "Programme.h"
+#include "audio/ListeningStream.h"
 #include "audio/LiveMonitor.h"
 #include "mastering/LiveMeter.h"
 #include "mastering/OnlineMasteringStreamer.h"
@@ -85,7 +86,8 @@ void BM_XrunsOnDummyJack64(benchmark::State& state) {
     // libjack finds the server by this name, for the monitor's client too.
     setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
     velmora::rig::ProbeClient watch(server.name(), "xrun-watch", 0, 0);
-    const auto& source = velmora::bench::programme(10.0);
+    const auto& file = velmora::bench::programmeWav24(10.0);
+    const std::size_t frames = velmora::bench::programme(10.0)[0].size();
     const double seconds = runSeconds();
 
     int xruns = 0, idleXruns = 0;
@@ -104,8 +106,11 @@ void BM_XrunsOnDummyJack64(benchmark::State& state) {
         idleXruns = watch.xruns() - idleBefore;
         idleSeconds = std::chrono::duration<double>(Clock::now() - idleStart).count();
 
+        // Read from the file as it plays, as live mastering does: the decoding thread runs
+        // beside the render callback.
         auto streamer = std::make_shared<velmora::OnlineMasteringStreamer>();
-        streamer->init(source, rate, monitor.deviceSampleRate());
+        streamer->init(std::make_shared<velmora::ListeningStream>(
+            velmora::StreamShape{file.string(), false, 2, frames, double(rate)}, monitor.deviceSampleRate(), 0, true));
         streamer->update(movingChain(0), 0.0);
         auto meter = std::make_shared<velmora::LiveMeter>();
         meter->init(streamer->renderRate());

@@ -1,7 +1,8 @@
 // The main window's speed: opening with 50 analysed files until its first paint, the main
 // thread's longest stall while those files are analysed and while they are exported in one
 // batch (a 1 ms timer probe on the main thread), and the live redraw's cost at 20 frames a
-// second while a file plays (on a private dummy JACK server), as a share of one core.
+// second while a file plays (on a private dummy JACK server), as a share of one core, and the
+// longest stall while listening with seeks and restarts.
 // Targets: first paint under 1 s, stalls under 20 ms, the redraw at most 5 % of one core.
 #include <benchmark/benchmark.h>
 
@@ -11,6 +12,7 @@
 #include <QTimer>
 #include <ctime>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <vector>
 
@@ -269,21 +271,93 @@ void BM_WindowLiveRedraw(benchmark::State& state) {
     state.counters["ms_per_frame"] = counted > 0 ? 1000.0 * cpu / counted : 0.0;
 }
 
-}  // namespace
+// Range 0: plain playback; 1: live mastering. The main thread's longest stall while listening is
+// used as an engineer does: a seek every 250 ms anywhere in the file, and pause and play again
+// every second (the stream is built again from the file at each play).
+void BM_WindowListeningStalls(benchmark::State& state) {
+    velmora::bench::ensureQtApplication();
+    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
+    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
+    if (!jack.running()) {
+        state.SkipWithError("jackd -d dummy did not start");
+        return;
+    }
+    const bool live = state.range(0) == 1;
+    velmora::FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({QString::fromStdString(velmora::bench::programmeWav24(kMinutes).string())});
+    runLoop(60000, &model);
+    MainWindow window(model);
+    window.show();
+    runLoop(300);
+    if (live) {
+        model.setLiveMonitorEnabled(true);
+        model.setLiveMonitorDeviceUID(QStringLiteral("JACK:system"));
+    }
+    const auto listening = [&] { return live ? model.isLiveMastering() : model.isPlaybackPlaying(); };
+    model.toggleListening();
+    if (!listening()) {
+        state.SkipWithError(model.globalStatus().toStdString().c_str());
+        return;
+    }
+    runLoop(300);
+    int seeks = 0, restarts = 0;
+    double fraction = 0.1;
+    QTimer seeker, toggler;
+    QObject::connect(&seeker, &QTimer::timeout, [&] {
+        fraction = std::fmod(fraction + 0.37, 0.95);
+        model.seekPlayback(fraction);
+        ++seeks;
+    });
+    QObject::connect(&toggler, &QTimer::timeout, [&] {
+        model.toggleListening();  // stops
+        model.toggleListening();  // and starts again, from the file
+        ++restarts;
+    });
+    StallProbe probe;
+    double worst = 0;
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        probe.start();
+        seeker.start(250);
+        toggler.start(1000);
+        runLoop(5000);
+        seeker.stop();
+        toggler.stop();
+        probe.stop();
+        state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
+        worst = std::max(worst, probe.longestMS());
+    }
+    if (!listening()) state.SkipWithError(model.globalStatus().toStdString().c_str());
+    model.toggleListening();
+    state.counters["listening_longest_stall_ms"] = worst;
+    state.counters["p99_gap_ms"] = probe.percentileMS(0.99);
+    state.counters["seeks"] = seeks;
+    state.counters["restarts"] = restarts;
+}
 
-// A two-hour 5.1 film dropped on the window: the main thread's longest stall while it is
-// analysed, and the process's resident memory during the analysis (sampled every 50 ms), as
-// reached and as grown from before the drop.
-void BM_WindowFilmAnalysis(benchmark::State& state) {
+
+// A two-hour 5.1 film dropped on the window, analysed, then listened to (ten seconds of plain
+// playback and ten of live mastering on a private dummy JACK server, a seek every 250 ms): the
+// main thread's longest gap and its own CPU time within a gap, and the process's resident
+// memory (sampled every 50 ms) while analysing and while listening, as reached and as grown
+// from before the drop.
+void BM_WindowFilm(benchmark::State& state) {
     velmora::bench::ensureQtApplication();
     QApplication::setPalette(velmora::theme::studioPalette());
+    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
+    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
     const auto dir = velmora::bench::scratchFolder("velmora-bench-window-film");
-    if (!velmora::bench::pinkNoiseWav(dir / "film.wav", 7200.0, 6, 11)) {
-        state.SkipWithError("could not generate the film");
+    if (!jack.running() || !velmora::bench::pinkNoiseWav(dir / "film.wav", 7200.0, 6, 11)) {
+        state.SkipWithError("could not start jackd or generate the film");
         return;
     }
     velmora::bench::warmCache(dir / "film.wav");
-    double stallMS = 0, busyMS = 0, peakRss = 0, before = 0;
+    struct Phase {
+        double stallMS = 0, busyMS = 0, peakRss = 0;
+    } analysing, listening;
+    double before = 0;
     for (auto _ : state) {
         velmora::FixedChoosers choosers;
         Model model(nullptr, &choosers);
@@ -291,9 +365,11 @@ void BM_WindowFilmAnalysis(benchmark::State& state) {
         window.show();
         runLoop(300);
         before = velmora::bench::residentBytes();
-        peakRss = before;
+        Phase* phase = &analysing;
+        analysing.peakRss = listening.peakRss = before;
         QTimer sampler;
-        QObject::connect(&sampler, &QTimer::timeout, [&] { peakRss = std::max(peakRss, velmora::bench::residentBytes()); });
+        QObject::connect(&sampler, &QTimer::timeout,
+                         [&] { phase->peakRss = std::max(phase->peakRss, velmora::bench::residentBytes()); });
         sampler.start(50);
         StallProbe probe;
         QElapsedTimer clock;
@@ -302,21 +378,53 @@ void BM_WindowFilmAnalysis(benchmark::State& state) {
         model.addFiles({QString::fromStdString((dir / "film.wav").string())});
         runLoop(3600000, &model);
         probe.stop();
-        sampler.stop();
         state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
-        stallMS = probe.longestMS();
-        busyMS = probe.longestBusyMS();
-        if (model.queue().empty() || model.queue().front().status != velmora::ItemStatus::ready)
+        analysing.stallMS = probe.longestMS();
+        analysing.busyMS = probe.longestBusyMS();
+        if (model.queue().empty() || model.queue().front().status != velmora::ItemStatus::ready) {
             state.SkipWithError("the film was not analysed");
+            break;
+        }
+
+        phase = &listening;
+        double fraction = 0.05;
+        QTimer seeker;
+        QObject::connect(&seeker, &QTimer::timeout, [&] {
+            fraction = std::fmod(fraction + 0.37, 0.95);
+            model.seekPlayback(fraction);
+        });
+        probe.start();
+        seeker.start(250);
+        model.toggleListening();  // plain playback on the default output
+        runLoop(10000);
+        model.toggleListening();
+        model.setLiveMonitorEnabled(true);
+        model.setLiveMonitorDeviceUID(QStringLiteral("JACK:system"));
+        model.toggleListening();  // live mastering
+        runLoop(10000);
+        const bool live = model.isLiveMastering();
+        model.toggleListening();
+        seeker.stop();
+        probe.stop();
+        sampler.stop();
+        listening.stallMS = probe.longestMS();
+        listening.busyMS = probe.longestBusyMS();
+        if (!live) state.SkipWithError(model.globalStatus().toStdString().c_str());
     }
-    state.counters["longest_stall_ms"] = stallMS;
-    state.counters["longest_busy_ms"] = busyMS;
-    state.counters["peak_rss_MB"] = peakRss / 1e6;
-    state.counters["rss_growth_MB"] = (peakRss - before) / 1e6;
+    state.counters["analysis_longest_stall_ms"] = analysing.stallMS;
+    state.counters["analysis_longest_busy_ms"] = analysing.busyMS;
+    state.counters["analysis_peak_rss_MB"] = analysing.peakRss / 1e6;
+    state.counters["listening_longest_stall_ms"] = listening.stallMS;
+    state.counters["listening_longest_busy_ms"] = listening.busyMS;
+    state.counters["listening_peak_rss_MB"] = listening.peakRss / 1e6;
+    state.counters["rss_before_MB"] = before / 1e6;
     std::filesystem::remove_all(dir);
 }
 
+}  // namespace
+
+BENCHMARK(BM_WindowListeningStalls)->Arg(0)->Arg(1)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_WindowOpenWith50Files)->Unit(benchmark::kMillisecond)->Iterations(5)->UseManualTime();
 BENCHMARK(BM_WindowLongestStallDuringBatch)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 BENCHMARK(BM_WindowLiveRedraw)->Arg(0)->Arg(1)->Unit(benchmark::kSecond)->Iterations(2)->UseManualTime();
-BENCHMARK(BM_WindowFilmAnalysis)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
+BENCHMARK(BM_WindowFilm)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();

@@ -96,7 +96,13 @@ ProbeClient::ProbeClient(const std::string& server, const std::string& name, int
             return 0;
         },
         this);
-    if (jack_activate(client_) != 0) close();
+    if (jack_activate(client_) != 0) {
+        close();
+        return;
+    }
+    // Other clients list ports from the graph the server switches to between cycles: until the
+    // probe has run once, a program started now may not find it yet.
+    waitUntil([&] { return cycles_.load(std::memory_order_acquire) > 0; }, std::chrono::seconds(5));
 }
 
 void ProbeClient::close() {
@@ -106,6 +112,7 @@ void ProbeClient::close() {
 
 int ProbeClient::process(jack_nframes_t frames, void* arg) {
     auto& self = *static_cast<ProbeClient*>(arg);
+    self.cycles_.fetch_add(1, std::memory_order_release);
     if (self.ports_.empty()) return 0;
     const std::size_t at = self.written_.load(std::memory_order_relaxed);
     const std::size_t n = std::min<std::size_t>(frames, self.buffers_.front().size() - at);

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <sys/types.h>
@@ -81,6 +82,7 @@ private:
     std::vector<std::vector<float>> buffers_;
     std::atomic<std::size_t> written_{0};
     std::atomic<int> xruns_{0};
+    std::atomic<std::uint64_t> cycles_{0};
 };
 
 }  // namespace velmora::rig

@@ -25,11 +25,31 @@ struct AlsaDevice {
     std::string pcm;  // the name snd_pcm_open takes
 };
 
-// What the back end and its open stream share: the PCM in use is not opened again to be listed,
-// which a card would refuse (busy) and a file PCM would obey by emptying its file.
-struct OpenPcm {
+// The PCMs this process holds open, whichever back end opened them (playback and the live
+// monitor each have theirs): one in use is not opened again to be listed, which a card would
+// refuse (busy) and a file PCM would obey by emptying its file, so it is listed as it was.
+struct OpenPcms {
     std::mutex mutex;
-    std::optional<AlsaDevice> inUse;
+    std::vector<AlsaDevice> inUse;
+
+    static const std::shared_ptr<OpenPcms>& process() {
+        static const auto all = std::make_shared<OpenPcms>();
+        return all;
+    }
+    std::optional<AlsaDevice> find(const std::string& uid) {
+        std::lock_guard lock(mutex);
+        const auto it = std::find_if(inUse.begin(), inUse.end(), [&](const AlsaDevice& d) { return d.device.uid == uid; });
+        return it == inUse.end() ? std::nullopt : std::optional<AlsaDevice>(*it);
+    }
+    void add(const AlsaDevice& device) {
+        std::lock_guard lock(mutex);
+        inUse.push_back(device);
+    }
+    void remove(const std::string& uid) {
+        std::lock_guard lock(mutex);
+        const auto it = std::find_if(inUse.begin(), inUse.end(), [&](const AlsaDevice& d) { return d.device.uid == uid; });
+        if (it != inUse.end()) inUse.erase(it);
+    }
 };
 
 std::string hint(void* h, const char* id) {
@@ -63,15 +83,10 @@ unsigned probeChannels(const std::string& name) {
     return channels;
 }
 
-std::vector<AlsaDevice> listDevices(OpenPcm& open) {
+std::vector<AlsaDevice> listDevices(OpenPcms& open) {
     std::vector<AlsaDevice> out;
     void** hints = nullptr;
     if (snd_device_name_hint(-1, "pcm", &hints) < 0 || !hints) return out;
-    std::optional<AlsaDevice> inUse;
-    {
-        std::lock_guard lock(open.mutex);
-        inUse = open.inUse;
-    }
     for (void** h = hints; *h; ++h) {
         const std::string name = hint(*h, "NAME"), direction = hint(*h, "IOID");
         if (name.empty() || direction == "Input") continue;  // no IOID: both directions
@@ -80,8 +95,8 @@ std::vector<AlsaDevice> listDevices(OpenPcm& open) {
         for (int n = 2; std::any_of(out.begin(), out.end(), [&](const AlsaDevice& d) { return d.device.uid == uid; });
              ++n)
             uid = "ALSA:" + name + "#" + std::to_string(n);
-        if (inUse && inUse->device.uid == uid) {
-            out.push_back(*inUse);
+        if (auto inUse = open.find(uid)) {
+            out.push_back(std::move(*inUse));
             continue;
         }
         const unsigned channels = probeChannels(name);
@@ -111,6 +126,7 @@ public:
     }
 
     std::string defaultDeviceUID() const override { return "ALSA:default"; }
+    bool holdsDeviceWhileOpen() const override { return true; }
 
     Expected<std::unique_ptr<OutputStream>, LiveMonitorError> open(const OutputDevice& device, std::size_t left,
                                                                    std::size_t right) override {
@@ -124,14 +140,9 @@ public:
         const auto channels = unsigned(found->device.outputChannels);
         if (left >= channels || right >= channels) return LiveMonitorError::channelMapFailed(-EINVAL);
 
-        auto stream = openAlsaStream(found->pcm, channels, left, right, events_, [open = open_] {
-            std::lock_guard lock(open->mutex);
-            open->inUse.reset();
-        });
-        if (stream) {
-            std::lock_guard lock(open_->mutex);
-            open_->inUse = *found;
-        }
+        auto stream = openAlsaStream(found->pcm, channels, left, right, events_,
+                                     [open = open_, uid = found->device.uid] { open->remove(uid); });
+        if (stream) open_->add(*found);
         return stream;
     }
 
@@ -144,7 +155,7 @@ private:
     }
 
     OutputEvents& events_;
-    std::shared_ptr<OpenPcm> open_ = std::make_shared<OpenPcm>();
+    std::shared_ptr<OpenPcms> open_ = OpenPcms::process();
     std::mutex mutex_;
     std::vector<AlsaDevice> listed_;
     DeviceNodeWatch watch_;

@@ -220,6 +220,23 @@ FfmpegDecoder::Pull FfmpegDecoder::pull() {
     }
 }
 
+bool FfmpegDecoder::seek(std::int64_t sample) {
+    if (!codec_ || sampleRate() <= 0) return false;
+    const std::int64_t origin = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
+    const std::int64_t ts = origin + av_rescale_q(sample, AVRational{1, sampleRate()}, stream_->time_base);
+    if (av_seek_frame(format_.get(), stream_->index, ts, AVSEEK_FLAG_BACKWARD) < 0) return false;
+    avcodec_flush_buffers(codec_.get());
+    flushing_ = false;
+    return true;
+}
+
+std::optional<std::int64_t> FfmpegDecoder::frameStart() const {
+    const std::int64_t pts = frame_->best_effort_timestamp;
+    if (pts == AV_NOPTS_VALUE || sampleRate() <= 0) return std::nullopt;
+    const std::int64_t origin = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
+    return av_rescale_q(pts - origin, stream_->time_base, AVRational{1, sampleRate()});
+}
+
 std::size_t FfmpegDecoder::frameLength() const { return std::size_t(std::max(frame_->nb_samples, 0)); }
 
 int FfmpegDecoder::frameChannelCount() const { return frame_->ch_layout.nb_channels; }

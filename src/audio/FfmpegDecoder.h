@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,15 @@ public:
 
     // Advances to the next decoded frame; the frame stays valid until the next call.
     Pull pull();
+    // Moves to the container's nearest seek point at or before `sample` (counted at the stream's
+    // rate from the container's start) and empties the decoder; frames then come from there.
+    // False when the container cannot seek.
+    bool seek(std::int64_t sample);
+    // Where the current frame starts, in samples from the container's start; nothing when the
+    // frame carries no timestamp.
+    std::optional<std::int64_t> frameStart() const;
+    // Uncompressed samples: every frame decodes on its own, from wherever reading starts.
+    bool plainPcm() const { return pcmFrameBytes_ > 0; }
     std::size_t frameLength() const;
     int frameChannelCount() const;
     int frameSampleRate() const;

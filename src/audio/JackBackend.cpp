@@ -32,7 +32,9 @@ public:
     // Nullptr and the jack_status_t when no server answers or the client cannot be set up.
     static std::shared_ptr<JackClient> connect(OutputEvents& events, int& status);
     ~JackClient() {
-        if (client_) jack_client_close(client_);
+        // Once the server has gone, libjack's close touches the server's unmapped memory and
+        // crashes: the dead handle is left to the process's end instead.
+        if (client_ && alive()) jack_client_close(client_);
     }
     JackClient(const JackClient&) = delete;
     JackClient& operator=(const JackClient&) = delete;

@@ -151,6 +151,16 @@ void LiveMonitor::stop() {
     stopLocked();
 }
 
+void LiveMonitor::release() {
+    std::lock_guard lock(mutex_);
+    releaseLocked();
+}
+
+void LiveMonitor::releaseLocked() {
+    stopLocked();
+    if (backend_ && backend_->holdsDeviceWhileOpen()) stream_.reset();
+}
+
 void LiveMonitor::stopLocked() {
     // The stream lets go of the source before the source is released.
     if (stream_) stream_->stop();
@@ -166,7 +176,7 @@ void LiveMonitor::onEvents(unsigned events) {
         std::lock_guard lock(mutex_);
         if ((events & OutputEvents::oneShotFinished) && oneShot_ && oneShot_->finished()) {
             finished = std::move(finished_);
-            stopLocked();
+            releaseLocked();  // the tone has been heard: the card is free again
         }
         if (events & (OutputEvents::devicesChanged | OutputEvents::streamFailed)) reactToDeviceChangeLocked();
         handler = changeHandler_;

@@ -55,6 +55,9 @@ public:
     // a stop).
     void play(const Channels& channels, double sampleRate, std::function<void()> finished = {});
     void stop();
+    // Stops what plays and, when the open stream keeps the device from other programs, closes it;
+    // the routing is kept, and opened again by the next start or play.
+    void release();
 
     bool isPlaying() const;
     std::string currentDeviceName() const;
@@ -75,6 +78,7 @@ private:
     std::optional<LiveMonitorError> ensureStreamLocked();
     std::shared_ptr<OneShotSource> makeOneShot(const Channels& channels, double sampleRate);
     void stopLocked();
+    void releaseLocked();
     void onEvents(unsigned events);  // [event thread]
     void reactToDeviceChangeLocked();
 

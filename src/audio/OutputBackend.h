@@ -44,6 +44,9 @@ public:
     // The uid of the output the system itself plays to (JACK's sound card, ALSA's "default"
     // PCM); it may be missing from devices().
     virtual std::string defaultDeviceUID() const = 0;
+    // True when an open stream keeps the device from other programs (an ALSA card): it is then
+    // closed whenever nothing plays.
+    virtual bool holdsDeviceWhileOpen() const { return false; }
     // [control thread] Opens `device` (as listed) with its channels `left` and `right`, 0-based and
     // within range: the left signal goes to `left`, the right one to `right`; when they are the
     // same channel it carries the right signal only. No other channel or port is touched. One

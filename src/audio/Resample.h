@@ -17,3 +17,29 @@ std::vector<float> resample(std::span<const float> samples, double sourceRate, d
                             ResampleQuality quality);
 
 }  // namespace velmora
+
+namespace velmora {
+
+// One channel converted as it arrives, with the arithmetic of resample() at veryHigh quality:
+// fed the same samples from the start, it gives the same output. Not for the real-time thread
+// (it allocates as it grows). reset() starts a fresh signal without designing the filter again.
+class StreamingResampler {
+public:
+    StreamingResampler(double sourceRate, double targetRate);
+    ~StreamingResampler();
+    StreamingResampler(const StreamingResampler&) = delete;
+    StreamingResampler& operator=(const StreamingResampler&) = delete;
+
+    bool valid() const { return converter_ != nullptr; }
+    void reset();
+    // Converts `in` (empty: flushes what the filter still holds, as at the end of the signal) and
+    // appends what comes out to `out`. False when the converter failed.
+    bool process(std::span<const float> in, std::vector<float>& out);
+
+private:
+    struct Converter;
+    Converter* converter_ = nullptr;
+    double ratio_;
+};
+
+}  // namespace velmora

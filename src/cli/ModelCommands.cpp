@@ -90,7 +90,6 @@ bool makeFolder(const std::string& folder) {
 struct HeadlessSession {
     HeadlessSession(const MasterOptions& o, const ReportOptions& r) {
         choosers.folder = QString::fromStdString(o.output);
-        model.setKeepsSelectedSamples(false);
         configure(model, o, r);
     }
     std::unique_ptr<QGuiApplication> app = headlessApplication();

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "audio/AudioFileReader.h"
+#include "audio/ListeningStream.h"
 #include "audio/LiveMonitor.h"
 #include "cli/Commands.h"
 #include "cli/Settings.h"
@@ -115,16 +116,13 @@ int runPlay(Args& args) {
     }
 
     {
-        // Only the streamer's folded copy is kept: a long file's planar channels go once it is made.
-        const auto audio = loadAudio(files.front(), isVideoPath(files.front()));
-        if (!audio) {
-            std::cout << "Échec lecture : " << audio.error().message() << '\n';
+        // Read as it plays: a film costs the few megabytes of the stream, not its length.
+        const auto shape = probeStreamShape(files.front(), isVideoPath(files.front()));
+        if (!shape) {
+            std::cout << "Échec lecture : " << shape.error().message() << '\n';
             return 1;
         }
-        if (const auto error = streamer->init(audio->channels, audio->sampleRate, monitor.deviceSampleRate())) {
-            std::cout << "Échec lecture : " << error->message() << '\n';
-            return 1;
-        }
+        streamer->init(std::make_shared<ListeningStream>(*shape, monitor.deviceSampleRate(), 0, loop));
     }
     streamer->update(params, 0.0);
     streamer->setLooping(loop);
@@ -156,6 +154,11 @@ int runPlay(Args& args) {
                 status = 1;
                 break;
             }
+        }
+        if (const auto error = streamer->stream()->error()) {
+            std::cout << "Échec lecture : " << error->message() << '\n';
+            status = 1;
+            break;
         }
         const std::int64_t count = source->rendered();
         if (!loop && !endHeardAt && streamer->atEnd()) endHeardAt = count + std::int64_t(monitor.latencyFrames());

@@ -86,7 +86,14 @@ std::optional<LoudnessError> OnlineMasteringStreamer::init(const Channels& chann
     return initFolded(foldToStereo(channels), fileRate, renderRate);
 }
 
+void OnlineMasteringStreamer::init(std::shared_ptr<ListeningStream> stream) {
+    initFolded({}, stream->renderRate(), stream->renderRate());
+    totalFrames_ = stream->totalFrames();
+    stream_ = std::move(stream);
+}
+
 std::optional<LoudnessError> OnlineMasteringStreamer::initFolded(StereoSamples stereo, double fileRate, double renderRate) {
+    stream_.reset();
     renderRate_ = renderRate;
     sourceL_ = std::move(stereo.left);
     sourceR_ = std::move(stereo.right);
@@ -127,6 +134,15 @@ void OnlineMasteringStreamer::update(const MasterParams& params, double preGainD
 void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* right) noexcept {
     const ScopedDenormalFlush flushed;
     const Coefs& coefs = coefs_.read();
+    if (stream_) {
+        const ListeningStream::Block block = stream_->read(frames, left, right);
+        if (block.restarted) {
+            stateL_ = stateR_ = {};
+            envDB_ = detectorRestDB;
+        }
+        process(coefs, left, right, block.frames);
+        return;
+    }
     const std::int64_t seekTo = pendingSeek_.exchange(-1, std::memory_order_acquire);
     if (seekTo >= 0) {
         playhead_.store(seekTo, std::memory_order_relaxed);
@@ -139,39 +155,51 @@ void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* rig
     const std::int64_t start = playhead < totalFrames_ ? playhead : looping ? 0 : totalFrames_;
     const std::size_t n = std::size_t(std::min<std::int64_t>(totalFrames_ - start, std::int64_t(frames)));
 
+    std::copy_n(sourceL_.data() + start, n, left);
+    std::copy_n(sourceR_.data() + start, n, right);
+    std::fill(left + n, left + frames, 0.0f);
+    std::fill(right + n, right + frames, 0.0f);
+    process(coefs, left, right, n);
+    const std::int64_t next = start + std::int64_t(n);
+    playhead_.store(looping ? next % std::max<std::int64_t>(totalFrames_, 1) : next, std::memory_order_relaxed);
+}
+
+void OnlineMasteringStreamer::process(const Coefs& coefs, float* left, float* right, std::size_t n) noexcept {
     const float gain = coefs.preGainLin;
-    const float* sl = sourceL_.data() + start;
-    const float* sr = sourceR_.data() + start;
     for (std::size_t i = 0; i < n; ++i) {
-        left[i] = gain * sl[i];
-        right[i] = gain * sr[i];
+        left[i] = gain * left[i];
+        right[i] = gain * right[i];
     }
     const std::size_t total = coefs.filterCount, pre = coefs.numPreCompFilters;
     if (coefs.enabled) runCascade(coefs.filters.data(), pre, stateL_.data(), stateR_.data(), left, right, n);
     if (coefs.compOn) envDB_ = compress(coefs.comp, envDB_, left, right, n);
     if (coefs.enabled)
         runCascade(coefs.filters.data() + pre, total - pre, stateL_.data() + pre, stateR_.data() + pre, left, right, n);
-    std::fill(left + n, left + frames, 0.0f);
-    std::fill(right + n, right + frames, 0.0f);
-
     if (LiveMeter* meter = meter_.load(std::memory_order_acquire); meter && n > 0) meter->process(left, right, n);
-    const std::int64_t next = start + std::int64_t(n);
-    playhead_.store(looping ? next % std::max<std::int64_t>(totalFrames_, 1) : next, std::memory_order_relaxed);
 }
 
 void OnlineMasteringStreamer::seek(double fraction) noexcept {
+    if (stream_) {
+        stream_->seekFraction(fraction);
+        return;
+    }
     const double f = fraction > 0 ? std::min(fraction, 1.0) : 0.0;  // NaN too goes to the start
     pendingSeek_.store(std::int64_t(f * double(totalFrames_)), std::memory_order_release);
 }
 
-void OnlineMasteringStreamer::setLooping(bool on) noexcept { looping_.store(on, std::memory_order_relaxed); }
+void OnlineMasteringStreamer::setLooping(bool on) noexcept {
+    if (stream_) stream_->setLooping(on);
+    looping_.store(on, std::memory_order_relaxed);
+}
 
 bool OnlineMasteringStreamer::atEnd() const noexcept {
+    if (stream_) return stream_->atEnd();
     return !looping_.load(std::memory_order_relaxed) && playhead_.load(std::memory_order_relaxed) >= totalFrames_ &&
            pendingSeek_.load(std::memory_order_relaxed) < 0;
 }
 
 double OnlineMasteringStreamer::position() const noexcept {
+    if (stream_) return stream_->position();
     return totalFrames_ > 0 ? double(playhead_.load(std::memory_order_relaxed)) / double(totalFrames_) : 0.0;
 }
 

@@ -1,10 +1,12 @@
 #pragma once
-// Live mastering: the selected file, folded to stereo and held in memory, played in a loop
-// through the real-time part of the chain (pre-gain, five-band equaliser, bus compressor, tonal
+// Live mastering: the selected file, folded to stereo (streamed from the file by a
+// ListeningStream, or held in memory), played in a loop through the real-time part of the chain (pre-gain, five-band equaliser, bus compressor, tonal
 // equaliser) while the controls move, and fed to a LiveMeter block by block.
 //
 //   auto streamer = std::make_shared<OnlineMasteringStreamer>();
 //   streamer->init(file.channels, file.sampleRate, deviceRate);   // main thread, stream stopped
+//   (or streamer->init(std::make_shared<ListeningStream>(shape, deviceRate, 0, true)) for a file
+//   of any length, read as it plays)
 //   streamer->update(params, 0.0);
 //   meter->init(streamer->renderRate());   // the meter measures what is played, at that rate
 //   streamer->setLiveMeter(meter);
@@ -26,6 +28,7 @@
 #include <optional>
 #include <vector>
 
+#include "audio/ListeningStream.h"
 #include "audio/LoudnessError.h"
 #include "audio/PlanarAudio.h"
 #include "audio/RenderSource.h"
@@ -52,8 +55,13 @@ public:
     // filter, no compressor, unity gain) and the meter link. Allocates; nothing when it worked,
     // else rateConversion with an empty source.
     std::optional<LoudnessError> init(const Channels& channels, double fileRate, double renderRate);
-    // The same from a pair already folded (a file too long to hold whole, folded as it decoded).
+    // The same from a pair already folded.
     std::optional<LoudnessError> initFolded(StereoSamples stereo, double fileRate, double renderRate);
+    // [main thread, no render running] The same from a stream that folds and converts as it reads:
+    // what it delivers goes through the chain, its silence while it refills does not. Its seek,
+    // loop, position and end are the streamer's.
+    void init(std::shared_ptr<ListeningStream> stream);
+    const std::shared_ptr<ListeningStream>& stream() const { return stream_; }
 
     // [main thread] The chain's real-time stages from `params` (equaliser bands whose gain
     // counts, pre-compressor bands first, all under eqOn; the bus compressor under compOn) and a
@@ -97,8 +105,11 @@ private:
         CompressorSettings comp{};
     };
     using FilterStates = std::array<kernels::SectionState, maxFilters>;
+    // [render thread] The chain and the meter over the first n frames of the block, in place.
+    void process(const Coefs& coefs, float* left, float* right, std::size_t n) noexcept;
 
     std::vector<float> sourceL_, sourceR_;
+    std::shared_ptr<ListeningStream> stream_;  // when set, the source instead of sourceL_/R_
     std::int64_t totalFrames_ = 0;
     double renderRate_ = 48000;  // Hz
 

@@ -28,11 +28,6 @@ enum class ItemStatus { pending, analysing, ready, unmeasurable, readFailed, mas
 QString statusText(ItemStatus status, ReportLanguage language = ReportLanguage::fr);
 StatusColor statusColor(ItemStatus status);
 
-// Whether a selected file's decoded samples (this many bytes) stay in memory: up to 2 GiB, or an
-// eighth of the machine's memory when that is less. A feature film is read again from its file
-// when a job needs it rather than held for as long as it stays selected.
-bool worthHoldingBytes(double bytes);
-
 struct FileItem {
     QUuid id = QUuid::createUuid();
     std::string url;  // local path
@@ -42,10 +37,8 @@ struct FileItem {
     ItemStatus status = ItemStatus::pending;
     std::optional<LoudnessResult> measured;
     std::optional<LoudnessResult> originalMeasure;
-    // The decoded samples, held for the selected item only so a long queue costs kilobytes per
-    // file; a job decodes what is not held. Shared with the jobs that read it, so removing the
-    // item never pulls it from under them.
-    std::shared_ptr<const Channels> channels;
+    // No samples: whatever needs them (a master, listening) reads the file again, so a queue
+    // costs its measurements, not its audio.
     std::size_t channelTotal = 0;  // as decoded
     std::size_t frameTotal = 0;
     double sampleRate = 0;

@@ -7,39 +7,57 @@ namespace velmora {
 FilePlaybackController::FilePlaybackController() = default;
 
 FilePlaybackController::~FilePlaybackController() {
-    if (output_) output_->stop();
+    // The output first: its event thread may be calling the change handler, which goes with us.
+    output_.reset();
 }
 
-void FilePlaybackController::load(const std::string& path, std::shared_ptr<const Channels> samples, double fileRate) {
-    if (path == loadedPath_ && samples_) return;
+LiveMonitor& FilePlaybackController::output() {
+    // Opened at the first need: an application that never plays touches no device.
+    if (!output_) {
+        output_ = std::make_unique<LiveMonitor>();
+        output_->setChangeHandler([this] {
+            if (changeHandler_) changeHandler_();
+        });
+    }
+    return *output_;
+}
+
+void FilePlaybackController::setChangeHandler(std::function<void()> handler) { changeHandler_ = std::move(handler); }
+
+bool FilePlaybackController::hasOutput() { return output().defaultOutputDeviceUID().has_value(); }
+
+void FilePlaybackController::load(StreamShape shape) {
+    if (shape.path == shape_.path && shape.frames == shape_.frames && shape.channels == shape_.channels &&
+        shape.sampleRate == shape_.sampleRate)
+        return;
     if (output_) output_->stop();
     streamer_.reset();
     meter_.reset();
-    samples_ = std::move(samples);
-    loadedPath_ = path;
-    fileRate_ = fileRate;
+    stream_.reset();
+    shape_ = std::move(shape);
     pendingFraction_ = 0;
     playing_ = false;
 }
 
 std::optional<std::string> FilePlaybackController::prepareStream() {
-    if (!samples_) return std::nullopt;
-    // The output is opened at the first play: an application that never plays touches no device.
-    if (!output_) output_ = std::make_unique<LiveMonitor>();
-    if (!output_->deviceSampleRate()) {
-        const auto device = output_->defaultOutputDeviceUID();
+    if (!loaded()) return std::nullopt;
+    LiveMonitor& out = output();
+    if (!out.deviceSampleRate()) {
+        const auto device = out.defaultOutputDeviceUID();
         if (!device) return LiveMonitorError::noOutputUnit().message();
-        if (auto failure = output_->configure(*device, 0, 1)) return failure->message();
-        streamer_.reset();  // built for another device's rate
+        if (auto failure = out.configure(*device, 0, 1)) return failure->message();
     }
-    if (streamer_) return std::nullopt;
+    if (stream_ && stream_->renderRate() == out.deviceSampleRate() && !stream_->error()) return std::nullopt;
+    // Built for this device's rate, from where playback stands: decoding starts now, on its own thread.
+    const double rate = out.deviceSampleRate();
+    stream_ = std::make_shared<ListeningStream>(shape_, rate);
+    stream_->seekFraction(pendingFraction_);
     auto streamer = std::make_shared<OnlineMasteringStreamer>();
-    if (auto failure = streamer->init(*samples_, fileRate_, output_->deviceSampleRate())) return failure->message();
+    streamer->init(stream_);
     streamer->setLooping(false);
     auto meter = std::make_shared<LiveMeter>();
-    meter->init(streamer->renderRate());
+    meter->init(rate);
     streamer->setLiveMeter(meter);
-    streamer->seek(pendingFraction_);
     streamer_ = std::move(streamer);
     meter_ = std::move(meter);
     return std::nullopt;
@@ -58,9 +76,9 @@ std::optional<std::string> FilePlaybackController::play() {
 }
 
 void FilePlaybackController::pause() {
-    if (output_) output_->stop();
     // Where it stopped is where it shows, and where a seek made before the next play shows.
     if (playing_ && streamer_) pendingFraction_ = streamer_->position();
+    if (output_) output_->release();
     playing_ = false;
 }
 
@@ -71,6 +89,25 @@ void FilePlaybackController::stop() {
 
 bool FilePlaybackController::finished() const { return playing_ && streamer_ && streamer_->atEnd(); }
 
+std::optional<std::string> FilePlaybackController::failure() const {
+    if (!playing_) return std::nullopt;
+    if (stream_)
+        if (const auto error = stream_->error()) return error->message();
+    if (output_ && !output_->isPlaying())
+        if (const auto error = output_->lastError()) return error;
+    return std::nullopt;
+}
+
+bool FilePlaybackController::interrupted() const {
+    return playing_ && output_ && !output_->isPlaying() && !output_->lastError() && !(stream_ && stream_->error());
+}
+
+std::optional<std::string> FilePlaybackController::resume() {
+    if (streamer_) pendingFraction_ = streamer_->position();
+    playing_ = false;
+    return play();
+}
+
 void FilePlaybackController::seek(double seconds) {
     const double d = duration();
     const double fraction = d > 0 ? std::clamp(seconds / d, 0.0, 1.0) : 0.0;
@@ -79,11 +116,11 @@ void FilePlaybackController::seek(double seconds) {
 }
 
 double FilePlaybackController::duration() const {
-    if (!samples_ || samples_->empty() || fileRate_ <= 0) return 0.0;
-    return double(samples_->front().size()) / fileRate_;
+    if (!loaded() || shape_.sampleRate <= 0) return 0.0;
+    return double(shape_.frames) / shape_.sampleRate;
 }
 
-// A seek reaches the streamer at its next block: while paused the position is the one asked for.
+// While paused the position is the one asked for.
 double FilePlaybackController::progress() const {
     return playing_ && streamer_ ? streamer_->position() : pendingFraction_;
 }
@@ -91,6 +128,11 @@ double FilePlaybackController::progress() const {
 std::optional<LiveMeter::Readings> FilePlaybackController::levels() const {
     if (!meter_) return std::nullopt;
     return meter_->stats();
+}
+
+Channels FilePlaybackController::framesAtPlayhead(std::size_t n) const {
+    if (!playing_ || !stream_) return {};
+    return stream_->framesAtPlayhead(n);
 }
 
 }  // namespace velmora

@@ -1,8 +1,9 @@
 // The model's listening: live mastering through the chain on the device the user routed, the
 // test tone, and plain playback of the selected file on the default output.
 #include <algorithm>
+#include <filesystem>
 
-#include "audio/AudioFileReader.h"
+#include "audio/ListeningStream.h"
 #include "audio/LiveMonitor.h"
 #include "audio/TestSine.h"
 #include "measurement/Diagnostics.h"
@@ -42,6 +43,10 @@ std::optional<QString> Model::configureLiveMonitor() {
 
 void Model::testLiveMonitor() {
     if (isLiveMastering_) stopLiveMastering();
+    if (isPlaybackPlaying_) {
+        playback_->pause();
+        setIsPlaybackPlaying(false);
+    }
     if (auto message = configureLiveMonitor()) {
         setGlobalStatus(QStringLiteral("Monitoring : ") + *message);
         return;
@@ -50,37 +55,67 @@ void Model::testLiveMonitor() {
     setGlobalStatus(QStringLiteral("Test 1 kHz sur ") + liveMonitorDeviceName_ + QStringLiteral(" ✓"));
 }
 
-std::shared_ptr<const Channels> Model::selectedSamples(QString& why) {
-    FileItem* item = selectedID_ ? findItem(*selectedID_) : nullptr;
-    if (!item || !item->hasAudio()) {
-        why = QStringLiteral("Sélectionnez d'abord un fichier.");
-        return nullptr;
+namespace {
+
+// What the analysis found in the file: the stream reads it again, and a file that no longer
+// matches says so.
+StreamShape shapeOf(const FileItem& item) {
+    return {item.url, item.isVideo, item.channelTotal, item.frameTotal, item.sampleRate};
+}
+
+// Why the selected item cannot be listened to, checked without reading it: nothing selected, or
+// its file gone since its analysis. A file that changed is found by the stream as it reads.
+std::optional<QString> unplayable(const FileItem* item) {
+    if (!item || !item->hasAudio() || item->frameTotal == 0) return QStringLiteral("Sélectionnez d'abord un fichier.");
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(item->url, error))
+        return text(LoudnessError{item->isVideo ? LoudnessError::Code::cannotRead : LoudnessError::Code::sourceChanged}.message());
+    return std::nullopt;
+}
+
+}  // namespace
+
+FilePlaybackController& Model::playback() {
+    if (!playback_) {
+        playback_ = std::make_unique<FilePlaybackController>();
+        // Reported on the output's event thread; handled on the main thread.
+        playback_->setChangeHandler([this] { post([this] { onPlaybackOutputChanged(); }); });
     }
-    if (!item->channels) {
-        const double bytes = double(item->channelTotal) * double(item->frameTotal) * sizeof(float);
-        // Listening holds the whole file: a feature film is over that budget.
-        if (!worthHoldingBytes(bytes)) {
-            why = text(LoudnessError{LoudnessError::Code::tooLarge}.message());
-            return nullptr;
-        }
-        // Decoded on the main thread: a song is read in a blink, and anything longer than the
-        // budget is refused above.
-        auto audio = loadAudio(item->url, item->isVideo);
-        if (!audio || audio->channelCount() != item->channelTotal) {
-            why = text(audio ? LoudnessError{LoudnessError::Code::sourceChanged}.message() : audio.error().message());
-            return nullptr;
-        }
-        item->channels = std::make_shared<const Channels>(std::move(audio->channels));
+    return *playback_;
+}
+
+bool Model::hasAudioOutput() {
+    if (!hasAudioOutput_) hasAudioOutput_ = playback().hasOutput();
+    return *hasAudioOutput_;
+}
+
+void Model::onPlaybackOutputChanged() {
+    hasAudioOutput_.reset();
+    if (!isPlaybackPlaying_ || !playback_) {
+        emit playbackTick();
+        return;
     }
-    return item->channels;
+    if (playback_->interrupted()) {
+        // Its device changed and was routed again: playing goes on from where it was.
+        if (auto failure = playback_->resume()) {
+            playback_->pause();
+            setIsPlaybackPlaying(false);
+            setGlobalStatus(text(*failure));
+        } else {
+            setGlobalStatus(QStringLiteral("Lecture : sortie audio reconfigurée, la lecture continue."));
+        }
+    } else if (const auto failure = playback_->failure()) {
+        playback_->pause();
+        setIsPlaybackPlaying(false);
+        setGlobalStatus(text(*failure));
+    }
+    emit playbackTick();
 }
 
 void Model::startLiveMastering() {
     const FileItem* item = selectedItem();
-    QString why;
-    const auto samples = selectedSamples(why);
-    if (!item || !samples) {
-        setGlobalStatus(why);
+    if (const auto why = unplayable(item)) {
+        setGlobalStatus(*why);
         return;
     }
     if (auto message = configureLiveMonitor()) {
@@ -91,11 +126,10 @@ void Model::startLiveMastering() {
         playback_->pause();
         setIsPlaybackPlaying(false);
     }
+    // Read from the file as it plays, looping, whatever its length: decoding starts now on its
+    // own thread, and the stream plays silence until the first frames are there.
     auto streamer = std::make_shared<OnlineMasteringStreamer>();
-    if (auto failure = streamer->init(*samples, item->sampleRate, liveMonitor().deviceSampleRate())) {
-        setGlobalStatus(QStringLiteral("Master Live : ") + text(failure->message()));
-        return;
-    }
+    streamer->init(std::make_shared<ListeningStream>(shapeOf(*item), liveMonitor().deviceSampleRate(), 0, true));
     streamer->update(mp_, 0.0);
     auto meter = std::make_shared<LiveMeter>();
     meter->init(streamer->renderRate());
@@ -115,8 +149,9 @@ void Model::startLiveMastering() {
 }
 
 void Model::stopLiveMastering() {
-    // The stream stops before the streamer and the meter it pulls from are dropped.
-    if (liveMonitor_) liveMonitor_->stop();
+    // The stream stops before the streamer and the meter it pulls from are dropped, and the
+    // device is free for other programs.
+    if (liveMonitor_) liveMonitor_->release();
     liveStreamer_.reset();
     liveMeter_.reset();
     setIsLiveMastering(false);
@@ -131,27 +166,28 @@ void Model::onLiveMonitorChanged() {
         liveStreamer_.reset();
         liveMeter_.reset();
         setIsLiveMastering(false);
-        if (auto error = liveMonitor_->lastError()) setGlobalStatus(text(*error));
+        if (auto error = liveMonitor_->lastError())
+            setGlobalStatus(text(*error));
+        else  // routed again to the changed device: it does not restart on its own
+            setGlobalStatus(QStringLiteral("Master Live OFF · ") + liveMonitorDeviceName_ +
+                            QStringLiteral(" a changé, routage refait : relancez LIVE."));
     }
 }
 
 void Model::togglePlayback() {
     const FileItem* item = selectedItem();
     if (!item) return;
-    if (!playback_) playback_ = std::make_unique<FilePlaybackController>();
-    if (playback_->isPlaying()) {
+    if (playback().isPlaying()) {
         playback_->pause();
         setIsPlaybackPlaying(false);
         return;
     }
     if (isLiveMastering_) stopLiveMastering();
-    QString why;
-    const auto samples = selectedSamples(why);
-    if (!samples) {
-        setGlobalStatus(why);
+    if (const auto why = unplayable(item)) {
+        setGlobalStatus(*why);
         return;
     }
-    playback_->load(item->url, samples, item->sampleRate);
+    playback_->load(shapeOf(*item));
     if (auto failure = playback_->play()) setGlobalStatus(text(*failure));
     setIsPlaybackPlaying(playback_->isPlaying());
 }
@@ -169,14 +205,12 @@ void Model::seekPlayback(double fraction) {
         return;
     }
     const FileItem* item = selectedItem();
-    if (!item) return;
-    if (!playback_) playback_ = std::make_unique<FilePlaybackController>();
-    if (playback_->loadedPath() != item->url || !playback_->loaded()) {
-        QString why;
-        const auto samples = selectedSamples(why);
-        if (!samples) return;
-        playback_->load(item->url, samples, item->sampleRate);
+    if (const auto why = unplayable(item)) {
+        setGlobalStatus(QStringLiteral("Déplacement impossible : ") + *why);
+        return;
     }
+    // Loading reads nothing: the stream starts at the chosen place on the next play.
+    playback().load(shapeOf(*item));
     playback_->seek(fraction * playback_->duration());
     emit playbackTick();
 }
@@ -203,6 +237,10 @@ double Model::selectedDuration() const {
 
 std::optional<LiveMeter::Readings> Model::liveLevels() const {
     if (isLiveMastering_ && liveMeter_) return liveMeter_->stats();
+    return std::nullopt;
+}
+
+std::optional<LiveMeter::Readings> Model::playbackLevels() const {
     if (isPlaybackPlaying_ && playback_) return playback_->levels();
     return std::nullopt;
 }
@@ -211,16 +249,14 @@ std::vector<float> Model::displaySpectrum() const {
     const FileItem* item = selectedItem();
     if (!item) return {};
     constexpr std::size_t frameLength = 4096;  // one frame of the display spectrum's FFT
-    const bool playing = isPlaybackPlaying_ || isLiveMastering_;
-    if (!playing || !item->channels || item->channels->empty() || item->channels->front().size() < frameLength)
-        return item->spectrumBins;
-    const Channels& all = *item->channels;
-    const std::size_t frames = all.front().size();
-    const std::size_t at = std::min(std::size_t(std::clamp(playPosition(), 0.0, 1.0) * double(frames)), frames - frameLength);
+    // The frames at the play position, as the decoding thread last saw them: nothing is read
+    // again for the display.
     Channels frame;
-    frame.reserve(all.size());
-    for (const auto& channel : all)
-        frame.emplace_back(channel.begin() + std::ptrdiff_t(at), channel.begin() + std::ptrdiff_t(at + frameLength));
+    if (isLiveMastering_ && liveStreamer_ && liveStreamer_->stream())
+        frame = liveStreamer_->stream()->framesAtPlayhead(frameLength);
+    else if (isPlaybackPlaying_ && playback_ && playback_->loadedPath() == item->url)
+        frame = playback_->framesAtPlayhead(frameLength);
+    if (frame.empty()) return item->spectrumBins;
     return spectrum(frame, 256, item->sampleRate);
 }
 
@@ -228,7 +264,19 @@ void Model::onPlaybackTick() {
     if (isPlaybackPlaying_ && playback_ && playback_->finished()) {
         playback_->pause();
         setIsPlaybackPlaying(false);
+    } else if (isPlaybackPlaying_ && playback_) {
+        if (const auto failure = playback_->failure()) {
+            playback_->pause();
+            hasAudioOutput_.reset();  // the output may be gone for good: asked again
+            setIsPlaybackPlaying(false);
+            setGlobalStatus(text(*failure));
+        }
     }
+    if (isLiveMastering_ && liveStreamer_ && liveStreamer_->stream())
+        if (const auto error = liveStreamer_->stream()->error()) {
+            stopLiveMastering();
+            setGlobalStatus(QStringLiteral("Master Live : ") + text(error->message()));
+        }
     emit playbackTick();
 }
 

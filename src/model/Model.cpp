@@ -27,12 +27,6 @@ namespace {
 constexpr int jobNiceness = 10;
 }  // namespace
 
-bool worthHoldingBytes(double bytes) {
-    const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
-    const double physical = pages > 0 && pageSize > 0 ? double(pages) * double(pageSize) : 0.0;
-    return bytes <= std::min(2.0 * (1u << 30), physical / 8.0);
-}
-
 Model::Model(std::unique_ptr<QSettings> store, Choosers* choosers, QObject* parent)
     : QObject(parent), store_(std::move(store)), choosers_(choosers),
       progressInFlight_(std::make_shared<std::atomic<bool>>(false)),
@@ -191,10 +185,6 @@ void Model::addDropped(const QStringList& paths) {
 
 void Model::select(const QUuid& id) {
     if (selectedID_ == id) return;
-    // Samples decoded for listening belong to the file that was selected.
-    if (selectedID_)
-        for (auto& i : queue_)
-            if (i.id == *selectedID_) i.channels.reset();
     selectedID_ = id;
     emit selectedIDChanged();
 }

@@ -53,10 +53,6 @@ public:
 
     static const QStringList& acceptedExtensions();
 
-    // Off, the selected file's samples are never held (the command line, which never listens):
-    // a batch then holds one file at a time.
-    void setKeepsSelectedSamples(bool on) { keepsSelectedSamples_ = on; }
-
     // --- Queue and analysis -------------------------------------------------------------
     void openFiles();
     // What the open panel does with its answer, for paths given any other way (the desktop
@@ -123,8 +119,13 @@ public:
     double playPosition() const;
     // Seconds of the selected file, 0 without one.
     double selectedDuration() const;
-    // The live meter's readings while anything plays.
+    // The live meter's readings while live mastering runs: they stand in for the stored
+    // measurements.
     std::optional<LiveMeter::Readings> liveLevels() const;
+    // The loudness at the playhead while plain playback plays, shown beside the transport.
+    std::optional<LiveMeter::Readings> playbackLevels() const;
+    // Whether any output exists for plain playback to play to (asks the audio library at first).
+    bool hasAudioOutput();
     // What the equaliser graph draws under its curve: while anything plays, 256 bands of the
     // 4096 frames at the play position; otherwise the selected file's stored spectrum.
     std::vector<float> displaySpectrum() const;
@@ -293,9 +294,10 @@ private:
     void setIsLiveMastering(bool v);
     void setIsPlaybackPlaying(bool v);
     void updatePlaybackTimer();  // ticks while anything plays
-    // The selected item's samples, decoded again when the queue no longer holds them and they
-    // fit the memory budget; null otherwise, with the user's message in `why`.
-    std::shared_ptr<const Channels> selectedSamples(QString& why);
+    // The file playback's output changed or went away: stop and say why.
+    void onPlaybackOutputChanged();
+    FilePlaybackController& playback();
+    std::optional<bool> hasAudioOutput_;  // asked once, again after a device change
 
     std::unique_ptr<QSettings> store_;
     Choosers* choosers_;
@@ -342,7 +344,6 @@ private:
     LoudnessUnit displayUnit_ = LoudnessUnit::lufs;
 
     // Declared last, destroyed first: the streams stop before anything else goes.
-    bool keepsSelectedSamples_ = true;
     bool isLiveMastering_ = false, isPlaybackPlaying_ = false;
     QString liveMonitorDeviceName_;
     std::shared_ptr<OnlineMasteringStreamer> liveStreamer_;

@@ -58,10 +58,20 @@ TEST(AlsaOutput, WithoutJackAFilePcmIsListedAndReceivesTheToneOnTwoOfItsEightCha
 
         ASSERT_EQ(monitor.configure("ALSA:velmora_probe", 2, 3), std::nullopt);
         EXPECT_EQ(monitor.deviceSampleRate(), 48000.0);
+        // Another output of the same process (playback beside the live monitor) still lists the
+        // PCM this one holds, as it was, without opening it again (which would empty its file).
+        LiveMonitor other;
+        const auto seen = other.listOutputDevices();
+        const auto held = std::find_if(seen.begin(), seen.end(), [](const auto& d) { return d.uid == "ALSA:velmora_probe"; });
+        ASSERT_NE(held, seen.end());
+        EXPECT_EQ(held->outputChannels, 8);
         std::atomic<bool> finished{false};
         monitor.play(makeTestSine(), testSineSampleRate, [&] { finished = true; });
         ASSERT_TRUE(test::waitUntil([&] { return finished.load(); }, 10s)) << monitor.lastError().value_or("");
-    }  // the PCM closes with the monitor: the file is complete
+        // Once the tone has been heard the PCM is closed, for other programs, while the route stays.
+        EXPECT_TRUE(test::waitUntil([&] { return monitor.deviceSampleRate() == 0.0; }, 10s));
+        EXPECT_EQ(monitor.currentDeviceName(), "Velmora probe");
+    }
 
     std::ifstream in(raw, std::ios::binary);
     std::vector<float> interleaved(std::filesystem::file_size(raw) / sizeof(float));

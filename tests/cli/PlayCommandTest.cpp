@@ -197,6 +197,42 @@ TEST_F(PlayCommand, PlaysTheFileItselfFromTheStartOrHalfwayAndToTheSystemOutputB
     for (int port = 0; port < 8; ++port) EXPECT_EQ(nonZeroCount(probe.recorded(port), mark), 0u) << "port " << port + 1;
 }
 
+TEST_F(PlayCommand, PlaysA51FileAt44100FromASeekAsTheHeldStreamerRendersIt) {
+    // Read from the file as it plays: folded, converted and started a quarter in, with the
+    // converter restarted there, it still gives the whole-file conversion's samples.
+    Channels file = programme(44100);
+    file.push_back(file[0]);  // centre
+    file.push_back(std::vector<float>(file[0].size(), 0.9f));  // LFE: left out
+    file.push_back(file[1]);  // surrounds
+    file.push_back(file[0]);
+    for (auto& v : file[2]) v *= 0.5f;
+    test::writeFloatWav(dir / "in.wav", file, 44100);
+    ProbeClient probe(server->name(), "probe", 2, probeCapacity);
+    ASSERT_TRUE(probe.open());
+    const auto played = test::runCommand(cli + " play " + test::shellQuote((dir / "in.wav").string()) +
+                                         " --device JACK:probe --seek 0.25");
+    ASSERT_EQ(played.exitCode, 0) << played.out << played.err;
+    ASSERT_TRUE(probe.receiveMore());
+
+    OnlineMasteringStreamer held;
+    ASSERT_EQ(held.init(file, 44100, 48000), std::nullopt);
+    held.setLooping(false);
+    std::vector<float> left(std::size_t(held.totalFrames())), right(left.size());
+    held.render(left.size(), left.data(), right.data());
+    const auto from = std::ptrdiff_t(0.25 * double(held.totalFrames()));
+    for (int c = 0; c < 2; ++c) {
+        const std::vector<float> want((c ? right : left).begin() + from, (c ? right : left).end());
+        const auto got = probe.recorded(c);
+        const std::ptrdiff_t start = firstNonZero(got);
+        ASSERT_GE(start, 0);
+        ASSERT_GE(got.size(), std::size_t(start) + want.size());
+        float worst = 0;
+        for (std::size_t i = 0; i < want.size(); ++i) worst = std::max(worst, std::fabs(got[std::size_t(start) + i] - want[i]));
+        EXPECT_LT(worst, 1e-6f) << "channel " << c;
+        EXPECT_EQ(nonZeroCount(got, std::size_t(start) + want.size()), 0u);
+    }
+}
+
 TEST_F(PlayCommand, LoopsUntilInterruptedAndStopsCleanlyOnEitherSignal) {
     const Channels file = programme(12000);  // 0.25 s
     test::writeFloatWav(dir / "in.wav", file, 48000);

@@ -6,6 +6,8 @@
 
 #include "ModelTesting.h"
 #include "audio/JackFixture.h"
+#include <jack/jack.h>
+#include <jack/metadata.h>
 #include "audio/OutputDevice.h"
 #include "model/Model.h"
 #include "support/TestSupport.h"
@@ -41,6 +43,9 @@ TEST(ModelListening, WithoutDeviceOrFileItSaysWhatToChooseFirst) {
     EXPECT_FALSE(model.isLiveMastering());
     model.togglePlayback();
     EXPECT_FALSE(model.isPlaybackPlaying());
+    // A seek with nothing to seek in says why.
+    model.seekPlayback(0.5);
+    EXPECT_EQ(model.globalStatus(), "Déplacement impossible : Sélectionnez d'abord un fichier.");
 }
 
 TEST(ModelListening, AFileGoneSinceItsAnalysisSaysWhyItCannotBePlayed) {
@@ -104,6 +109,14 @@ TEST_F(ModelOnJack, LiveMasteringReachesTheChosenPortsAndStopsWhenTheDeviceGoes)
     EXPECT_FALSE(model.isLiveMastering());
     EXPECT_EQ(model.globalStatus(), "Master Live OFF");
 
+    // A device that changes under the stream is routed again, and the status line says so
+    // rather than still announcing that live mastering plays.
+    model.startLiveMastering();
+    ASSERT_TRUE(model.isLiveMastering());
+    ASSERT_TRUE(probe.renamePort(2, "renamed"));
+    ASSERT_TRUE(eventually([&] { return !model.isLiveMastering(); }));
+    EXPECT_EQ(model.globalStatus(), "Master Live OFF · probe a changé, routage refait : relancez LIVE.");
+
     model.startLiveMastering();
     ASSERT_TRUE(model.isLiveMastering());
     probe.close();
@@ -137,8 +150,12 @@ TEST_F(ModelOnJack, TestToneAndPlainPlaybackToTheEnd) {
     EXPECT_DOUBLE_EQ(model.selectedDuration(), 0.5);
     model.togglePlayback();
     ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
+    // The loudness at the playhead is the transport's: the meter block keeps the measurement.
+    ASSERT_TRUE(eventually([&] { return model.playbackLevels() && std::isfinite(model.playbackLevels()->momentary); }));
+    EXPECT_FALSE(model.liveLevels());
     ASSERT_TRUE(eventually([&] { return !model.isPlaybackPlaying(); }));
     EXPECT_DOUBLE_EQ(model.playPosition(), 1.0);
+    EXPECT_FALSE(model.playbackLevels());
 
     // Space with live monitoring off toggles plain playback; on, it starts live mastering.
     model.toggleListening();
@@ -186,6 +203,45 @@ TEST_F(ModelOnJack, APausedPlayheadMovesWithASeekAndTheSpectrumFollowsIt) {
     EXPECT_GT(late[222], late[85]);
     model.stopPlayback();
     EXPECT_DOUBLE_EQ(model.playPosition(), 0.0);
+}
+
+// A server of its own, so that it can go away in the middle of a test.
+using ModelOnVanishingJack = WithPrivateJackServer<44100>;
+
+TEST_F(ModelOnVanishingJack, PlainPlaybackGoesOnThroughAChangedOutputAndStopsWhenItGoesAway) {
+    ScratchDir dir;
+    writeFloatWav(dir / "long.wav", sine(30.0, 0.3), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "long.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_TRUE(model.hasAudioOutput());
+    // A 48 kHz file on a 44.1 kHz server: converted as it plays.
+    model.togglePlayback();
+    ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
+    ASSERT_TRUE(eventually([&] { return model.playPosition() > 0.01; }));
+
+    // The output's device changes (a patchbay names one of its ports): routed again, playing
+    // goes on from where it was, and the status line says so.
+    jack_client_t* patchbay = jack_client_open("patchbay", JackNoStartServer, nullptr);
+    ASSERT_NE(patchbay, nullptr);
+    jack_port_t* port = jack_port_by_name(patchbay, "system:playback_1");
+    ASSERT_NE(port, nullptr);
+    ASSERT_EQ(jack_set_property(patchbay, jack_port_uuid(port), JACK_METADATA_PRETTY_NAME, "Sortie 1", "text/plain"), 0);
+    jack_client_close(patchbay);
+    ASSERT_TRUE(eventually([&] { return model.globalStatus() == "Lecture : sortie audio reconfigurée, la lecture continue."; }))
+        << model.globalStatus().toStdString();
+    EXPECT_TRUE(model.isPlaybackPlaying());
+    const double resumed = model.playPosition();
+    EXPECT_GT(resumed, 0.01);
+    ASSERT_TRUE(eventually([&] { return model.playPosition() > resumed + 0.01; }));
+
+    server.reset();
+    ASSERT_TRUE(eventually([&] { return !model.isPlaybackPlaying(); }));
+    EXPECT_EQ(model.globalStatus(), "Carte son déconnectée. Le mode export A/B WAV reste disponible.");
+    // Where it stopped is kept, and with no output at all play is refused.
+    EXPECT_GT(model.playPosition(), 0.01);
+    EXPECT_FALSE(model.hasAudioOutput());
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "AllocationGuard.h"
 #include "mastering/LiveMeter.h"
 #include "mastering/OnlineMasteringStreamer.h"
+#include "support/TestSupport.h"
 
 using namespace velmora;
 using velmora::test::AllocationGuard;
@@ -129,4 +130,54 @@ TEST(RealTimeRender, TenThousandBlocksWithChangesAndSeeksAllocateNothing) {
     const auto readings = meter->stats();
     EXPECT_TRUE(std::isfinite(readings.momentary) && std::isfinite(readings.integrated));
     EXPECT_GT(readings.peakDB, -6.0);
+}
+
+TEST(RealTimeRender, StreamedFromTheFileThroughSeeksAndConversionAllocatesNothing) {
+    // A 44.1 kHz 5.1 file on a 48 kHz render: the decoding thread folds and converts, allocating
+    // as it must, while the render thread only copies out of the ring.
+    velmora::test::ScratchDir dir;
+    std::vector<std::vector<float>> file(6, std::vector<float>(3 * 44100));
+    for (std::size_t c = 0; c < file.size(); ++c)
+        for (std::size_t i = 0; i < file[c].size(); ++i)
+            file[c][i] = float(0.2 * std::sin(2 * std::numbers::pi * double(100 * (c + 1)) * double(i) / 44100.0));
+    velmora::test::writeFloatWav(dir / "in.wav", file, 44100);
+    auto streamer = std::make_shared<OnlineMasteringStreamer>();
+    streamer->init(std::make_shared<ListeningStream>(StreamShape{(dir / "in.wav").string(), false, 6, 3 * 44100, 44100}, 48000, 0, true));
+    streamer->update(everyStage(0), 0.0);
+    auto meter = std::make_shared<LiveMeter>();
+    meter->init(48000);
+    streamer->setLiveMeter(meter);
+
+    constexpr int blocks = 6000;
+    std::atomic<bool> rendering{true};
+    std::atomic<int> rendered{0};
+    std::size_t allocations = ~std::size_t(0), releases = ~std::size_t(0);
+    std::thread renderThread([&] {
+        std::vector<float> outL(256), outR(256);
+        {
+            AllocationGuard armed;
+            for (int b = 0; b < blocks; ++b) {
+                streamer->render(256, outL.data(), outR.data());
+                rendered.store(b + 1, std::memory_order_relaxed);
+                // About the device's pace, so that the ring both fills and runs dry after seeks.
+                if (b % 8 == 0) std::this_thread::sleep_for(std::chrono::microseconds(300));
+            }
+            allocations = armed.allocations();
+            releases = armed.releases();
+        }
+        rendering = false;
+    });
+    int seeks = 0;
+    while (rendering) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+        streamer->seek(double(seeks % 9) / 8.0);
+        ++seeks;
+    }
+    renderThread.join();
+
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_EQ(releases, 0u);
+    EXPECT_GT(seeks, 5);
+    // Sound did come through between the seeks.
+    EXPECT_GT(meter->stats().peakDB, -20.0);
 }

@@ -87,6 +87,26 @@ const FileItem& itemNamed(const Model& model, const QString& name) {
     throw std::runtime_error("no such item");
 }
 
+TEST(MainWindow, WithNoOutputAtAllTheTransportSaysSoAndPlayIsDisabled) {
+    ScratchDir dir;
+    // No JACK server, and an ALSA configuration without a single PCM.
+    std::ofstream(dir / "asound.conf") << "\n";
+    ScopedEnv alsa("ALSA_CONFIG_PATH", (dir / "asound.conf").string());
+    ScopedEnv noJack("JACK_DEFAULT_SERVER", "velmora-test-no-such-server");
+    writeFloatWav(dir / "tone.wav", sine(1.0, 0.25), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    MainWindow w(model);
+    w.show();
+    model.addFiles({QString::fromStdString((dir / "tone.wav").string())});
+    ASSERT_TRUE(waitIdle(model));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(w.transport()->playingLabel()->text(), "Aucune sortie audio");
+    EXPECT_FALSE(w.transport()->playButton()->isEnabled());
+    // Moving the playhead still works: there is a file to move in.
+    EXPECT_TRUE(w.transport()->toEndButton()->isEnabled());
+}
+
 TEST(MainWindow, EmptyWindowShowsTheDropZoneAndWhatToDoFirst) {
     FixedChoosers choosers;
     Model model(nullptr, &choosers);
@@ -423,15 +443,19 @@ TEST_F(WindowSession, SpaceStartsAndStopsPlaybackButTypesInTheFields) {
     ASSERT_TRUE(model->isPlaybackPlaying()) << model->globalStatus().toStdString();
     EXPECT_TRUE(w.liveTimer().isActive());
     EXPECT_TRUE(w.transport()->playButton()->icon() == window::Icon::pause);
-    // The clock and the cursor follow the timer; the meters read the playhead.
+    // The clock and the cursor follow the timer; the loudness at the playhead reads beside the
+    // transport, while the meter block keeps the file's measurement.
     ASSERT_TRUE(eventually([&] { return w.transport()->clock()->text() >= "00:00.5"; }));
     EXPECT_GT(w.transport()->waveform()->progress(), 0.0);
-    ASSERT_TRUE(eventually([&] { return std::isfinite(w.measures()->loudnessNeedle()->value()); }));
+    ASSERT_TRUE(eventually([&] { return w.transport()->playheadLoudness()->text().startsWith("M -"); }))
+        << w.transport()->playheadLoudness()->text().toStdString();
+    EXPECT_TRUE(w.transport()->playheadLoudness()->text().endsWith(" LUFS"));
+    EXPECT_EQ(w.transport()->playingLabel()->text(), "LECTURE");
+    EXPECT_DOUBLE_EQ(w.measures()->integratedMeter()->value(), model->selectedItem()->measured->integratedLUFS);
     QTest::keyClick(w.fileList()->rows(), Qt::Key_Space);
     EXPECT_FALSE(model->isPlaybackPlaying());
     EXPECT_FALSE(w.liveTimer().isActive());
-    // Stopped, the meters show the file's measurement again.
-    EXPECT_DOUBLE_EQ(w.measures()->integratedMeter()->value(), model->selectedItem()->measured->integratedLUFS);
+    EXPECT_EQ(w.transport()->playheadLoudness()->text(), "");
 
     // In the preset name field the space is a space.
     w.sideTabs()->setTab(window::PresetTab::presets);

@@ -44,6 +44,15 @@ TransportSection::TransportSection(Model& model, QWidget* parent) : QWidget(pare
     row->addSpacing(10);
     lecture_ = makeCaption(QStringLiteral("LECTURE"), panel_);
     row->addWidget(lecture_);
+    row->addSpacing(10);
+    loudness_ = new QLabel(panel_);
+    loudness_->setFont(theme::monoFont(11, false));
+    setTextColour(loudness_, theme::textSecondary);
+    loudness_->setAccessibleName(QStringLiteral("Sonie à la tête de lecture"));
+    // Fixed, as the clock: the readings change every tick.
+    loudness_->setFixedSize(loudness_->fontMetrics().horizontalAdvance(QStringLiteral("M -000.0  S -000.0 LUFS")),
+                            loudness_->fontMetrics().height());
+    row->addWidget(loudness_);
     row->addStretch(1);
     live_ = new LiveSwitch(panel_);
     row->addWidget(live_);
@@ -86,13 +95,17 @@ void TransportSection::refreshState() {
     const bool live = model_.isLiveMastering();
     const bool file = model_.selectedItem() && model_.selectedItem()->hasAudio();
     const bool idle = !model_.busy();
+    // Asked once a file is there to play: a window that never gets one touches no device.
+    const bool output = !file || playing || model_.hasAudioOutput();
     play_->setIcon(playing ? Icon::pause : Icon::play);
     play_->setLit(playing);
     live_->setLive(live);
     waveform_->setPlaying(playing || live);
-    setTextColour(lecture_, playing ? theme::ledGreen : theme::textSecondary);
+    lecture_->setText(output ? QStringLiteral("LECTURE") : QStringLiteral("Aucune sortie audio"));
+    setTextColour(lecture_, playing ? theme::ledGreen : output ? theme::textSecondary : theme::zoneRed);
     // Listening waits while a job runs, as the space bar does.
     for (auto* b : {toStart_, play_, toEnd_}) b->setEnabled(file && (idle || playing || live));
+    play_->setEnabled(play_->isEnabled() && output);
     stop_->setEnabled(playing || live || (file && idle));
     live_->setEnabled(live || (file && idle));
 }
@@ -102,6 +115,14 @@ void TransportSection::showPosition() {
     waveform_->setProgress(position);
     const QString clock = elapsedText(position * model_.selectedDuration());
     if (clock != clock_->text()) clock_->setText(clock);
+    // The meter block keeps the file's measurement; what plays now reads here.
+    QString loudness;
+    if (const auto levels = model_.playbackLevels()) {
+        const QString unit = unitText(model_.displayUnit());
+        loudness = QStringLiteral("M ") + oneDecimal(levels->momentary) + QStringLiteral("  S ") +
+                   oneDecimal(levels->shortTerm) + QStringLiteral(" ") + unit;
+    }
+    if (loudness != loudness_->text()) loudness_->setText(loudness);
 }
 
 }  // namespace velmora::window

@@ -1,6 +1,8 @@
 #pragma once
 // Section 6 of the window: the selected file's waveform with the play position (a click or a
-// drag seeks), and under it the transport, the clock, "LECTURE" and the READY/LIVE switch.
+// drag seeks), and under it the transport, the clock, "LECTURE" (or "Aucune sortie audio" when
+// there is nowhere to play), the loudness at the playhead while the file plays, and the
+// READY/LIVE switch.
 #include <QWidget>
 
 class QLabel;
@@ -33,6 +35,7 @@ public:
     LiveSwitch* liveSwitch() const { return live_; }
     QLabel* clock() const { return clock_; }
     QLabel* playingLabel() const { return lecture_; }
+    QLabel* playheadLoudness() const { return loudness_; }
 
 private:
     void refreshFile();
@@ -44,6 +47,7 @@ private:
     IconButton *toStart_, *stop_, *play_, *toEnd_;
     QLabel* clock_;
     QLabel* lecture_;
+    QLabel* loudness_;
     LiveSwitch* live_;
 };
 
