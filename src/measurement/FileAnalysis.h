@@ -8,6 +8,7 @@
 #include "audio/ChannelLayout.h"
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
+#include "measurement/ProgrammeDetail.h"
 
 namespace velmora {
 
@@ -32,6 +33,8 @@ struct FileAnalysis {
     // Short-term loudness every curveStep seconds (see LoudnessEngine::shortTermCurve).
     std::vector<double> shortTermCurve;
     double curveStep = 1.0;
+    ProgrammeDetail detail;  // loudness every 100 ms, overs, clipping, per-channel figures
+    std::vector<std::uint64_t> declaredPositions;  // as the file declares them, for channel labels
 
     double durationSeconds() const { return sampleRate > 0 ? double(frameCount) / sampleRate : 0.0; }
     // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video.

@@ -282,6 +282,7 @@ void Model::analyzeNext() {
                 i.measuredWeights = a->weights;
                 i.shortTermCurve = std::move(a->shortTermCurve);
                 i.curveStep = a->curveStep;
+                i.detail = std::make_shared<const ProgrammeDetail>(std::move(a->detail));
                 i.sampleRate = a->sampleRate;
                 i.channelEnergies = std::move(a->energies);
                 i.inversionWarning = a->inversion;
@@ -329,10 +330,12 @@ void Model::remeasureSelected() {
     startJob([this, id, held, path, fs, weights] {
         const auto samples = samplesFor(held, path);
         std::optional<LoudnessResult> result;
-        if (samples) result = LoudnessEngine::measure(**samples, weights, fs);
-        post([this, id, result, weights, failure = samples ? QString() : QString::fromStdString(samples.error().message())] {
+        auto detail = std::make_shared<ProgrammeDetail>();
+        if (samples) result = LoudnessEngine::measure(**samples, weights, fs, {}, detail.get());
+        post([this, id, result, weights, detail, failure = samples ? QString() : QString::fromStdString(samples.error().message())] {
             if (result)
                 updateItem(id, [&](FileItem& i) {
+                    i.detail = detail;
                     i.measured = *result;
                     i.originalMeasure = *result;
                     i.measuredWeights = weights;

@@ -92,6 +92,9 @@ struct Words {
     const char* lraTarget;
     const char* scanCaption;
     const char* generatedOn;
+    const char* events;
+    const char* noEvents;
+    const char* moreEvents;
 };
 
 constexpr Words french{
@@ -137,6 +140,9 @@ constexpr Words french{
     "cible",
     "Scanner pour la norme officielle",
     "Généré le ",
+    "Événements de la source",
+    "Aucun dépassement ni écrêtage.",
+    "… et %1 autres (rapport texte)",
 };
 
 constexpr Words english{
@@ -183,6 +189,9 @@ constexpr Words english{
     "target",
     "Scan for the official standard",
     "Generated on ",
+    "Source events",
+    "No over and no clipping.",
+    "… and %1 more (text report)",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -243,7 +252,9 @@ public:
         measurements();
         if (!in_.beforeShortTerm.empty() || !in_.afterShortTerm.empty()) graph();
         verdict();
+        const double chainTop = y_;
         chain();
+        if (in_.sourceEvents) events(chainTop);
         qrBlock();
         text(marginLeft, fromBottom(20), qs(w_.generatedOn) + qs(reportDate(in_)), 7, QFont::Normal, white(0.45));
     }
@@ -492,6 +503,13 @@ private:
             p_.setPen(QPen(accent, 1.3, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             p_.drawPolyline(run);
         }
+        // The source's overs and clipping marked along the time axis, where they lie.
+        if (in_.sourceEvents)
+            for (const LoudnessEvent& e : *in_.sourceEvents) {
+                if (e.kind != EventKind::truePeakOver && e.kind != EventKind::clipping) continue;
+                const double x0 = xOf(e.startSeconds), x1 = std::max(xOf(e.endSeconds), x0 + 1.0);
+                p_.fillRect(QRectF(x0, plot.bottom() - 5, x1 - x0, 5), e.kind == EventKind::clipping ? failRed : accent);
+            }
         if (hasTarget) {
             QPen dashed(afterHeadGreen, 0.9, Qt::CustomDashLine, Qt::FlatCap);
             dashed.setDashPattern({4, 3});
@@ -581,6 +599,30 @@ private:
             baseline += 14;
         }
         y_ = baseline;
+    }
+
+    // The first events of the source beside the chain, each with its timecode; the text report
+    // lists them all.
+    void events(double top) {
+        constexpr double left = 375, lineHeight = 11;
+        constexpr std::size_t shown = 10;
+        const auto& list = *in_.sourceEvents;
+        text(left, top + 12, qs(w_.events).toUpper() + " (" + QString::number(list.size()) + ")", 8, QFont::Bold,
+             white(0.8));
+        double baseline = top + 28;
+        if (list.empty()) text(left, baseline, qs(w_.noEvents), 7.5, QFont::Normal, white(0.6));
+        for (std::size_t i = 0; i < list.size() && i < shown; ++i, baseline += lineHeight) {
+            const LoudnessEvent& e = list[i];
+            const bool clip = e.kind == EventKind::clipping;
+            text(left, baseline, qs(timecode(e.startSeconds)), 7.5, QFont::Normal, white(0.85));
+            text(left + 62, baseline, qs(eventKindText(e.kind, language_ == ReportLanguage::en)), 7.5, QFont::Normal,
+                 clip ? failRed : white(0.75));
+            std::string value = formatSignedOneDecimal(e.valueDB) + ' ' + std::string(eventUnit(e.kind));
+            if (const auto name = eventChannelName(e, in_.channelLabels); !name.empty()) value += "  " + name;
+            text(marginRight, baseline, qs(value), 7.5, QFont::Normal, white(0.75), Qt::AlignRight);
+        }
+        if (list.size() > shown)
+            text(left, baseline, qs(w_.moreEvents).arg(list.size() - shown), 7, QFont::Normal, white(0.5));
     }
 
     void qrBlock() {
