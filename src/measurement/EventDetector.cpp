@@ -81,6 +81,11 @@ EventList detectEvents(const ProgrammeDetail& d, const EventLimits& limits) {
     return list;
 }
 
+std::size_t clippedPassages(const ProgrammeDetail& d) {
+    if (!(d.sampleRate > 0)) return 0;
+    return mergeChannels(d.clipRuns, std::size_t(std::llround(d.sampleRate * runMergeSeconds))).size();
+}
+
 std::string_view eventKindKey(EventKind k) {
     switch (k) {
     case EventKind::truePeakOver: return "truePeakOver";

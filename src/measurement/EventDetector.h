@@ -34,6 +34,8 @@ struct EventList {
 };
 
 EventList detectEvents(const ProgrammeDetail& detail, const EventLimits& limits);
+// How many clipped passages the programme has, whatever the norm.
+std::size_t clippedPassages(const ProgrammeDetail& detail);
 
 // "truePeakOver", "clipping", "shortTermOver", "momentaryOver": the JSON words.
 std::string_view eventKindKey(EventKind kind);

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 
+#include "measurement/EventDetector.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "output/MasterDelivery.h"
@@ -259,6 +260,9 @@ void MeasuresSection::refreshWarnings() {
         lines.emplace_back(QStringLiteral("⚠ ") + QString::fromStdString(targetMissedText(*item->targetMissedLUFS)),
                            theme::zoneAmber);
     if (!model_.layoutWarning().isEmpty()) lines.emplace_back(model_.layoutWarning(), theme::zoneAmber);
+    if (item && item->detail)
+        if (const std::size_t clipped = clippedPassages(*item->detail))
+            lines.emplace_back(QStringLiteral("⚠ Source écrêtée : %1 passages").arg(clipped), theme::zoneRed);
     // New labels lay the panel out again: only when the lines are not those shown.
     if (lines == shownWarnings_) return;
     shownWarnings_ = lines;

@@ -1,0 +1,185 @@
+// The loudness history and the events list in the real window over a real analysed file: the
+// overs and clipping placed in it are listed where they are, a click on one seeks playback
+// there, the history zooms, pans and reads out; live mastering draws over it. Screenshots of a
+// film with overs, a song and live mastering are kept for review by eye.
+#include <QHeaderView>
+#include <QLabel>
+#include <QTest>
+#include <QTreeWidget>
+#include <QWheelEvent>
+#include <algorithm>
+#include <gtest/gtest.h>
+
+#include "WindowTesting.h"
+#include "audio/JackFixture.h"
+#include "model/Model.h"
+#include "ui/LoudnessHistoryView.h"
+#include "ui/MainWindow.h"
+#include "ui/window/Controls.h"
+#include "ui/window/EventsList.h"
+#include "ui/window/FileListSection.h"
+#include "ui/window/HistorySection.h"
+#include "ui/window/MeasuresSection.h"
+#include "ui/window/TransportSection.h"
+#include "ui/window/WindowText.h"
+
+namespace velmora::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using WindowOnJack = WithPrivateJackServer<48000>;
+
+// 90 s of programme; the left channel hard-clipped over 20.0–20.3 s and 60.0–60.2 s, the right
+// at -0.3 dBFS over 45.0–45.4 s.
+fs::path filmWithOvers(const ScratchDir& dir) {
+    auto c = programme(90, 0.05, 70.0, 4);
+    const auto clip = [&](double from, double to) {
+        for (auto i = std::size_t(from * 48000); i < std::size_t(to * 48000); ++i)
+            c[0][i] = float(std::clamp(2.0 * std::sin(2 * std::numbers::pi * 220 * double(i) / 48000), -1.0, 1.0));
+    };
+    clip(20.0, 20.3);
+    clip(60.0, 60.2);
+    for (auto i = std::size_t(45.0 * 48000); i < std::size_t(45.4 * 48000); ++i)
+        c[1][i] = float(std::pow(10.0, -0.3 / 20) * std::sin(2 * std::numbers::pi * 997 * double(i) / 48000));
+    const fs::path path = dir / "Film_Overs.wav";
+    writeFloatWav(path, c, 48000);
+    return path;
+}
+
+class HistoryPanel : public WindowOnJack {
+protected:
+    void SetUp() override {
+        WindowOnJack::SetUp();
+        model = std::make_unique<Model>(nullptr, &choosers);
+        window = std::make_unique<MainWindow>(*model);
+        window->show();
+        QCoreApplication::processEvents();
+    }
+    void TearDown() override {
+        window.reset();
+        model.reset();
+        WindowOnJack::TearDown();
+    }
+    void analyse(const QStringList& paths) {
+        model->addDropped(paths);
+        ASSERT_TRUE(waitIdle(*model));
+        settle(50);
+    }
+    double playedSeconds() const { return model->playPosition() * model->selectedDuration(); }
+
+    ScratchDir dir;
+    FixedChoosers choosers;
+    std::unique_ptr<Model> model;
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(HistoryPanel, TheOversAndClippingAreListedAndAClickGoesThere) {
+    analyse({q(filmWithOvers(dir))});
+    MainWindow& w = *window;
+    ASSERT_TRUE(model->selectedItem());
+    LoudnessHistoryView* history = w.history()->history();
+    window::EventsList* list = w.history()->eventsList();
+    EXPECT_NEAR(history->duration(), 90.0, 0.1);
+    EXPECT_EQ(w.history()->sourceBadge()->text(), "SOURCE");
+
+    // Norm 0: ceiling -1 dBTP. Two clipped passages (each also over), and the right channel's over.
+    const auto& events = list->events();
+    const auto at = [&](EventKind kind, double start) {
+        return std::find_if(events.begin(), events.end(), [&](const LoudnessEvent& e) {
+            return e.kind == kind && std::fabs(e.startSeconds - start) < 0.01;
+        });
+    };
+    ASSERT_NE(at(EventKind::clipping, 20.0), events.end());
+    ASSERT_NE(at(EventKind::clipping, 60.0), events.end());
+    const auto over = at(EventKind::truePeakOver, 45.0);
+    ASSERT_NE(over, events.end());
+    EXPECT_EQ(over->channel, 1);
+    EXPECT_NEAR(over->endSeconds, 45.4, 0.01);
+    EXPECT_EQ(history->events().size(), events.size());
+    ASSERT_EQ(list->topLevelItemCount(), int(events.size()));
+    const int row = int(over - events.begin());
+    EXPECT_EQ(list->topLevelItem(row)->text(0), "00:00:45.00");
+    EXPECT_EQ(list->topLevelItem(row)->text(1), "Dépassement TP");
+    EXPECT_EQ(list->topLevelItem(row)->text(2), window::signedOneDecimal(over->valueDB) + " dBTP");
+    EXPECT_EQ(list->topLevelItem(row)->text(3), "R");
+    EXPECT_TRUE(w.measures()->warnings().contains("⚠ Source écrêtée : 2 passages")) << w.measures()->warnings().join('|').toStdString();
+
+    // A click on the row takes playback there.
+    list->scrollToItem(list->topLevelItem(row));
+    const QRect r = list->visualItemRect(list->topLevelItem(row));
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
+    EXPECT_NEAR(playedSeconds(), 45.0, 0.05);
+    settle(50);
+    keepScreenshot(w.grab().toImage(), "history-1-film-with-overs");
+    keepScreenshot(w.history()->grab().toImage(), "history-1-film-with-overs-panel");
+
+    // A click on the history seeks to the time under it.
+    const int x = int(std::lround(history->xAtSeconds(60.0)));
+    QTest::mouseClick(history, Qt::LeftButton, {}, QPoint(x, history->height() / 2));
+    const double secondsPerPixel = history->duration() / (history->width() - 36.0);
+    EXPECT_NEAR(playedSeconds(), 60.0, 2 * secondsPerPixel);
+    EXPECT_NEAR(history->secondsAtX(history->xAtSeconds(12.5)), 12.5, 1e-9);
+
+    // The wheel zooms around the pointer; a drag pans; the pointer's levels are read out.
+    const QPointF pointer(history->xAtSeconds(45.0), history->height() / 2.0);
+    QWheelEvent wheel(pointer, history->mapToGlobal(pointer), {}, QPoint(0, 5 * 120), Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(history, &wheel);
+    const double span = history->viewEnd() - history->viewStart();
+    EXPECT_NEAR(span, 90.0 * std::pow(0.8, 5), 0.01);
+    EXPECT_NEAR(history->secondsAtX(pointer.x()), 45.0, 1e-6);
+    const double before = history->viewStart();
+    QTest::mousePress(history, Qt::LeftButton, {}, QPoint(300, 60));
+    QTest::mouseMove(history, QPoint(250, 60));
+    QTest::mouseRelease(history, Qt::LeftButton, {}, QPoint(250, 60));
+    EXPECT_NEAR(history->viewStart() - before, 50.0 / (history->width() - 36.0) * span, 0.01);
+    EXPECT_NEAR(playedSeconds(), 60.0, 2 * secondsPerPixel);  // a drag is not a click
+    const int x50 = int(history->xAtSeconds(50.0));
+    QTest::mouseMove(history, QPoint(x50, 60));
+    EXPECT_TRUE(history->readout().startsWith(QString::fromStdString(timecode(history->secondsAtX(x50)))))
+        << history->readout().toStdString();
+    EXPECT_NEAR(history->secondsAtX(x50), 50.0, span / 100);
+    EXPECT_TRUE(history->readout().contains(" LUFS"));
+    settle(50);
+    keepScreenshot(w.history()->grab().toImage(), "history-2-zoomed-with-readout");
+
+    // A stricter ceiling lists no fewer overs (and French TV sets no short-term limit).
+    const auto overs = [](const std::vector<LoudnessEvent>& l) {
+        return std::count_if(l.begin(), l.end(), [](const auto& e) { return e.kind == EventKind::truePeakOver; });
+    };
+    const auto atMinus1 = overs(events);
+    EXPECT_GT(std::count_if(events.begin(), events.end(), [](const auto& e) { return e.kind == EventKind::shortTermOver; }), 0);
+    model->applyPreset(1);
+    settle(20);
+    EXPECT_GE(overs(list->events()), atMinus1);
+    for (const auto& e : list->events()) EXPECT_NE(e.kind, EventKind::shortTermOver);
+}
+
+TEST_F(HistoryPanel, ASongAndLiveMasteringDrawnAsTheyCome) {
+    const fs::path song = dir / "Song.wav";
+    writeFloatWav(song, programme(40, 0.3, 24.0, 5), 48000);
+    analyse({q(song)});
+    MainWindow& w = *window;
+    LoudnessHistoryView* history = w.history()->history();
+    ASSERT_GT(history->duration(), 39.0);
+    keepScreenshot(w.history()->grab().toImage(), "history-3-song");
+
+    ProbeClient probe(server->name(), "probe", 2, 48000 * 30);
+    ASSERT_TRUE(probe.open());
+    model->setLiveMonitorEnabled(true);
+    model->setLiveMonitorDeviceUID("JACK:probe");
+    model->setLiveMonitorChannelL(0);
+    model->setLiveMonitorChannelR(1);
+    w.transport()->liveSwitch()->click();
+    ASSERT_TRUE(model->isLiveMastering()) << model->globalStatus().toStdString();
+    EXPECT_EQ(w.history()->sourceBadge()->text(), "SOURCE + LIVE");
+    ASSERT_TRUE(eventually([&] { return history->liveReadings() >= 15; }, 15000));
+    keepScreenshot(w.history()->grab().toImage(), "history-4-live-mastering");
+    keepScreenshot(w.grab().toImage(), "history-4-live-mastering-window");
+    model->stopLiveMastering();
+    EXPECT_EQ(w.history()->sourceBadge()->text(), "SOURCE");
+}
+
+}  // namespace
+}  // namespace velmora::test
