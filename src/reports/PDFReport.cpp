@@ -142,7 +142,7 @@ constexpr Words french{
     "Généré le ",
     "Événements de la source",
     "Aucun dépassement ni écrêtage.",
-    "… et %1 autres (rapport texte)",
+    "… et %1 autres dans le rapport texte",
 };
 
 constexpr Words english{
@@ -191,7 +191,7 @@ constexpr Words english{
     "Generated on ",
     "Source events",
     "No over and no clipping.",
-    "… and %1 more (text report)",
+    "… and %1 more in the text report",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -251,10 +251,9 @@ public:
         facts();
         measurements();
         if (!in_.beforeShortTerm.empty() || !in_.afterShortTerm.empty()) graph();
+        if (in_.sourceEvents) events();
         verdict();
-        const double chainTop = y_;
         chain();
-        if (in_.sourceEvents) events(chainTop);
         qrBlock();
         text(marginLeft, fromBottom(20), qs(w_.generatedOn) + qs(reportDate(in_)), 7, QFont::Normal, white(0.45));
     }
@@ -421,7 +420,8 @@ private:
     // Short-term loudness of source and master over time, against the target.
     void graph() {
         const double titleBaseline = y_ + 24;
-        const QRectF plot(marginLeft + 30, titleBaseline + 10, marginRight - marginLeft - 38, 86);
+        // Shorter when the source's events follow it, so the page still holds everything.
+        const QRectF plot(marginLeft + 30, titleBaseline + 10, marginRight - marginLeft - 38, in_.sourceEvents ? 62 : 86);
         y_ = plot.bottom() + 16;
 
         const std::vector<double>& before = in_.beforeShortTerm;
@@ -601,28 +601,34 @@ private:
         y_ = baseline;
     }
 
-    // The first events of the source beside the chain, each with its timecode; the text report
-    // lists them all.
-    void events(double top) {
-        constexpr double left = 375, lineHeight = 11;
-        constexpr std::size_t shown = 10;
+    // The first events of the source, each with its timecode, in two columns under the graph;
+    // the text report lists them all.
+    void events() {
+        constexpr double lineHeight = 10, columnWidth = (marginRight - marginLeft) / 2;
+        constexpr std::size_t shown = 10, perColumn = shown / 2;
         const auto& list = *in_.sourceEvents;
-        text(left, top + 12, qs(w_.events).toUpper() + " (" + QString::number(list.size()) + ")", 8, QFont::Bold,
+        const double titleBaseline = y_ + 14;
+        text(marginLeft, titleBaseline, qs(w_.events) + " (" + QString::number(list.size()) + ")", 8.5, QFont::Bold,
              white(0.8));
-        double baseline = top + 28;
-        if (list.empty()) text(left, baseline, qs(w_.noEvents), 7.5, QFont::Normal, white(0.6));
-        for (std::size_t i = 0; i < list.size() && i < shown; ++i, baseline += lineHeight) {
-            const LoudnessEvent& e = list[i];
-            const bool clip = e.kind == EventKind::clipping;
-            text(left, baseline, qs(timecode(e.startSeconds)), 7.5, QFont::Normal, white(0.85));
-            text(left + 62, baseline, qs(eventKindText(e.kind, language_ == ReportLanguage::en)), 7.5, QFont::Normal,
-                 clip ? failRed : white(0.75));
-            std::string value = formatSignedOneDecimal(e.valueDB) + ' ' + std::string(eventUnit(e.kind));
-            if (const auto name = eventChannelName(e, in_.channelLabels); !name.empty()) value += "  " + name;
-            text(marginRight, baseline, qs(value), 7.5, QFont::Normal, white(0.75), Qt::AlignRight);
-        }
         if (list.size() > shown)
-            text(left, baseline, qs(w_.moreEvents).arg(list.size() - shown), 7, QFont::Normal, white(0.5));
+            text(marginRight, titleBaseline, qs(w_.moreEvents).arg(list.size() - shown), 7, QFont::Normal, white(0.5),
+                 Qt::AlignRight);
+        const double first = titleBaseline + 13;
+        if (list.empty()) text(marginLeft, first, qs(w_.noEvents), 7.5, QFont::Normal, white(0.6));
+        for (std::size_t i = 0; i < list.size() && i < shown; ++i) {
+            const LoudnessEvent& e = list[i];
+            const double x = marginLeft + double(i / perColumn) * columnWidth;
+            const double baseline = first + double(i % perColumn) * lineHeight;
+            const bool clip = e.kind == EventKind::clipping;
+            text(x, baseline, qs(timecode(e.startSeconds)), 7.5, QFont::Normal, white(0.85));
+            text(x + 62, baseline, qs(eventKindText(e.kind, language_ == ReportLanguage::en)), 7.5, QFont::Normal,
+                 clip ? failRed : white(0.75));
+            const std::string value = formatSignedOneDecimal(e.valueDB) + ' ' + std::string(eventUnit(e.kind));
+            text(x + columnWidth - 40, baseline, qs(value), 7.5, QFont::Normal, white(0.75), Qt::AlignRight);
+            text(x + columnWidth - 34, baseline, qs(eventChannelName(e, in_.channelLabels)), 7.5, QFont::Normal,
+                 white(0.6));
+        }
+        y_ = first + double(list.empty() ? 1 : std::min(list.size(), perColumn)) * lineHeight - 6;
     }
 
     void qrBlock() {
