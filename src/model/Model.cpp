@@ -389,6 +389,7 @@ void Model::setLayout(ChannelLayout v) { assign(layout_, v, &Model::layoutChange
 void Model::setChannelOrder(ChannelOrder v) { assign(channelOrder_, v, &Model::channelOrderChanged); }
 void Model::setExportLog(bool v) { assign(exportLog_, v, &Model::exportLogChanged); }
 void Model::setExportPDF(bool v) { assign(exportPDF_, v, &Model::exportPDFChanged); }
+void Model::setShowsMaster(bool v) { assign(showsMaster_, v, &Model::showsMasterChanged); }
 void Model::setReportLanguage(ReportLanguage v) { assign(reportLanguage_, v, &Model::reportLanguageChanged); }
 void Model::setMultiMasterPresetIndices(const std::set<int>& v) {
     assign(multiMasterPresetIndices_, v, &Model::multiMasterPresetIndicesChanged);

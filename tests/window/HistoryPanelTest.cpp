@@ -15,7 +15,14 @@
 #include "model/Model.h"
 #include "ui/LoudnessHistoryView.h"
 #include "ui/MainWindow.h"
+#include "ui/ChannelBarsView.h"
+#include "ui/StudioPrimaryButton.h"
+#include "ui/StudioSegmentButton.h"
+#include "ui/BigMeter.h"
+#include "ui/window/ActionBar.h"
 #include "ui/window/Controls.h"
+#include "ui/window/DiagnosisSection.h"
+#include "ui/window/FigureOrigin.h"
 #include "ui/window/EventsList.h"
 #include "ui/window/FileListSection.h"
 #include "ui/window/HistorySection.h"
@@ -179,6 +186,85 @@ TEST_F(HistoryPanel, ASongAndLiveMasteringDrawnAsTheyCome) {
     keepScreenshot(w.grab().toImage(), "history-4-live-mastering-window");
     model->stopLiveMastering();
     EXPECT_EQ(w.history()->sourceBadge()->text(), "SOURCE");
+}
+
+TEST_F(HistoryPanel, EveryFigureSaysWhatItIsOfAndTheSwitchMovesThemTogether) {
+    const fs::path song = dir / "Loud_Song.wav";
+    writeFloatWav(song, programme(30, 0.3, 14.0, 6), 48000);
+    analyse({q(song)});
+    MainWindow& w = *window;
+    const auto origins = [&] {
+        return std::vector<QString>{w.measures()->origin()->text(), w.diagnosis()->conformityOrigin()->text(),
+                                    w.diagnosis()->diagnosisOrigin()->text()};
+    };
+    const std::vector<QString> source(3, "SOURCE"), master(3, "MASTER");
+    EXPECT_EQ(origins(), source);
+    EXPECT_FALSE(w.measures()->origin()->masterButton()->isVisible());  // nothing to switch to yet
+    const FileItem& item = *model->selectedItem();
+    ASSERT_TRUE(item.measured->loudnessRangeLow && item.measured->loudnessRangeHigh);
+    EXPECT_EQ(w.measures()->rangeLabel(), QStringLiteral("LRA  %1 … %2")
+                                              .arg(window::oneDecimal(*item.measured->loudnessRangeLow),
+                                                   window::oneDecimal(*item.measured->loudnessRangeHigh)));
+
+    // After an export the three panels show the master, and say so.
+    choosers.folder = q(dir.path());
+    w.actions()->exportButton()->click();
+    ASSERT_TRUE(waitIdle(*model, 300));
+    settle(50);
+    const FileItem& done = *model->selectedItem();
+    ASSERT_EQ(done.status, ItemStatus::mastered);
+    EXPECT_EQ(origins(), master);
+    EXPECT_DOUBLE_EQ(w.measures()->integratedMeter()->value(), done.measured->integratedLUFS);
+    EXPECT_NEAR(done.measured->integratedLUFS, -23.0, 0.2);
+    EXPECT_TRUE(w.diagnosis()->conformityLine()->text().startsWith("Le dernier master : ")) << w.diagnosis()->conformityLine()->text().toStdString();
+    EXPECT_TRUE(w.diagnosis()->normList()->checks()[0].integratedOK);
+    ASSERT_TRUE(w.measures()->origin()->sourceButton()->isVisible());
+    settle(50);
+    keepScreenshot(w.grab().toImage(), "history-5-master-shown");
+
+    // The switch takes all three back to the source.
+    QTest::mouseClick(w.measures()->origin()->sourceButton(), Qt::LeftButton);
+    EXPECT_FALSE(model->showsMaster());
+    EXPECT_EQ(origins(), source);
+    EXPECT_DOUBLE_EQ(w.measures()->integratedMeter()->value(), done.originalMeasure->integratedLUFS);
+    EXPECT_TRUE(w.diagnosis()->conformityLine()->text().startsWith("Le fichier sans aucune retouche : "));
+    EXPECT_EQ(w.diagnosis()->normList()->checks().size(), 21u);
+    EXPECT_FALSE(w.diagnosis()->normList()->checks()[0].integratedOK);
+    QTest::mouseClick(w.measures()->origin()->masterButton(), Qt::LeftButton);
+    EXPECT_EQ(origins(), master);
+}
+
+TEST_F(HistoryPanel, AFivePointOneFileShowsEachChannelByItsName) {
+    const std::size_t n = 10 * 48000;
+    std::vector<std::vector<float>> c(6, std::vector<float>(n, 0.0f));
+    for (std::size_t i = 0; i < n; ++i) {
+        const double s = std::sin(2 * std::numbers::pi * 997 * double(i) / 48000);
+        c[0][i] = float(0.1 * s);    // L: -23 LUFS alone
+        c[2][i] = float(0.05 * s);   // C: 6 dB under
+        c[3][i] = float(0.5 * std::sin(2 * std::numbers::pi * 50 * double(i) / 48000));  // LFE: not counted
+        c[4][i] = float(0.1 * s);    // Ls, weighted 1.41
+    }
+    writeFloatWav(dir / "Surround.wav", c, 48000);
+    analyse({q(dir / "Surround.wav")});
+    ChannelBarsView* bars = window->history()->channelBars();
+    ASSERT_TRUE(bars->isVisible());
+    ASSERT_EQ(bars->channels().size(), 6u);
+    QStringList labels;
+    for (const auto& ch : bars->channels()) labels << ch.label;
+    EXPECT_EQ(labels.join(' '), "L R C LFE Ls Rs");
+    EXPECT_EQ(bars->channelText(0), "L -23.0 LUFS -20.0 dBTP");
+    EXPECT_EQ(bars->channelText(2), "C -29.0 LUFS -26.0 dBTP");
+    EXPECT_EQ(bars->channelText(3), "LFE — LUFS -6.0 dBTP");
+    EXPECT_EQ(bars->channelText(4), "Ls -21.5 LUFS -20.0 dBTP");
+    settle(50);
+    keepScreenshot(window->history()->grab().toImage(), "history-6-surround-channels");
+    // A stereo file has no bars.
+    const fs::path song = dir / "Stereo.wav";
+    writeFloatWav(song, programme(8, 0.2, 4.0, 7), 48000);
+    analyse({q(song)});
+    model->select(model->queue().back().id);
+    settle(20);
+    EXPECT_FALSE(bars->isVisible());
 }
 
 }  // namespace

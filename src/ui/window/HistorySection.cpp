@@ -2,10 +2,12 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QVBoxLayout>
 
 #include "audio/ChannelLabels.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
+#include "ui/ChannelBarsView.h"
 #include "ui/LoudnessHistoryView.h"
 #include "ui/StudioPanel.h"
 #include "ui/StudioTheme.h"
@@ -28,9 +30,16 @@ HistorySection::HistorySection(Model& model, QWidget* parent) : QWidget(parent),
     history_ = new LoudnessHistoryView(panel_);
     history_->setAccessibleName(QStringLiteral("Historique de sonie"));
     layout->addWidget(history_, 3);
+    auto* side = new QVBoxLayout;
+    side->setSpacing(6);
+    bars_ = new ChannelBarsView(panel_);
+    bars_->setVisible(false);
+    bars_->setMinimumHeight(100);
+    side->addWidget(bars_);
     events_ = new EventsList(panel_);
     events_->setMinimumWidth(250);
-    layout->addWidget(events_, 2);
+    side->addWidget(events_, 1);
+    layout->addLayout(side, 2);
 
     connect(history_, &LoudnessHistoryView::seekRequested, this, &HistorySection::seekTo);
     connect(events_, &EventsList::seekRequested, this, &HistorySection::seekTo);
@@ -52,14 +61,24 @@ void HistorySection::refresh() {
     history_->setHistory(detail);
     const Preset& norm = presetAt(model_.presetIndex());
     history_->setTargetBand(model_.target(), norm.toleranceLU);
+    const bool multichannel = detail && detail->channels.size() > 2;
+    bars_->setVisible(multichannel);
     if (!detail) {
         events_->setEvents({}, {});
         history_->setEvents({});
         return;
     }
     auto list = detectEvents(*detail, {model_.ceiling(), norm.msLimitLUFS, std::nullopt});
-    events_->setEvents(list.events, channelLabels(int(item->channelCount()), model_.layout(), model_.channelOrder(),
-                                                  item->declaredPositions));
+    const auto labels =
+        channelLabels(int(detail->channels.size()), model_.layout(), model_.channelOrder(), item->declaredPositions);
+    events_->setEvents(list.events, labels);
+    if (multichannel) {
+        std::vector<ChannelBarsView::Channel> channels;
+        for (std::size_t c = 0; c < detail->channels.size(); ++c)
+            channels.push_back({QString::fromStdString(labels[c]), detail->channels[c].loudnessLUFS,
+                                detail->channels[c].truePeakDB});
+        bars_->setChannels(std::move(channels));
+    }
     history_->setEvents(std::move(list.events));
     showPosition();
 }

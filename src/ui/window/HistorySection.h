@@ -16,6 +16,7 @@ namespace velmora {
 class Model;
 class StudioPanel;
 class LoudnessHistoryView;
+class ChannelBarsView;
 struct ProgrammeDetail;
 
 namespace window {
@@ -34,6 +35,8 @@ public:
     LoudnessHistoryView* history() const { return history_; }
     EventsList* eventsList() const { return events_; }
     QLabel* sourceBadge() const { return badge_; }
+    // Each channel's loudness and true peak, shown for more than two channels.
+    ChannelBarsView* channelBars() const { return bars_; }
 
 private:
     void refresh();
@@ -45,6 +48,7 @@ private:
     QLabel* badge_;
     LoudnessHistoryView* history_;
     EventsList* events_;
+    ChannelBarsView* bars_;
     std::shared_ptr<const ProgrammeDetail> shown_;
 };
 
