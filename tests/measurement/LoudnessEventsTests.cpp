@@ -104,6 +104,17 @@ TEST(LoudnessEvents, TheCeilingChoosesTheOversWithoutMeasuringAgain) {
     EXPECT_NEAR(low[0].startSeconds, 5.0, 0.01);
 }
 
+TEST(LoudnessEvents, DialogueGatingKeepsTheSameDetail) {
+    const auto channels = programmeWithOvers();
+    const auto standard = measureAll(channels, stereo);
+    ProgrammeDetail dialogue;
+    LoudnessEngine::measureDialogue(channels, stereo, fs48, {}, 16000.0, -36.0, &dialogue);
+    EXPECT_EQ(dialogue.history.shortTerm, standard.detail.history.shortTerm);
+    const auto a = detectEvents(dialogue, {-1.0, {}, {}}), b = detectEvents(standard.detail, {-1.0, {}, {}});
+    ASSERT_EQ(a.events.size(), b.events.size());
+    for (std::size_t i = 0; i < a.events.size(); ++i) EXPECT_EQ(a.events[i].startSeconds, b.events[i].startSeconds);
+}
+
 TEST(LoudnessEvents, ClippingNeedsThreeSamplesInARowAtFullScale) {
     auto x = sine(997, -20.0, framesFor(4.0, fs48), fs48);
     const std::size_t two = framesFor(1.0, fs48), three = framesFor(2.5, fs48);

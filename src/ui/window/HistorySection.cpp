@@ -87,6 +87,8 @@ void HistorySection::refreshLive() {
     const bool live = model_.isLiveMastering();
     badge_->setText(live ? QStringLiteral("SOURCE + LIVE") : QStringLiteral("SOURCE"));
     setTextColour(badge_, live ? theme::zoneRed : theme::textSecondary);
+    badge_->adjustSize();
+    panel_->setHeaderWidget(badge_);  // placed again at its new width
     if (live) history_->clearLive();
 }
 
