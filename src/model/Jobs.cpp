@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "audio/NumberFormat.h"
 #include "audio/ChannelLabels.h"
+#include "audio/NumberFormat.h"
 #include "model/MasterNames.h"
 #include "model/MasterTask.h"
 #include "model/Model.h"
