@@ -2,6 +2,7 @@
 // overs and clipping placed in it are listed where they are, a click on one seeks playback
 // there, the history zooms, pans and reads out; live mastering draws over it. Screenshots of a
 // film with overs, a song and live mastering are kept for review by eye.
+#include <QDoubleSpinBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QTest>
@@ -16,6 +17,7 @@
 #include "ui/LoudnessHistoryView.h"
 #include "ui/MainWindow.h"
 #include "ui/ChannelBarsView.h"
+#include "ui/LedToggle.h"
 #include "ui/StudioPrimaryButton.h"
 #include "ui/StudioSegmentButton.h"
 #include "ui/BigMeter.h"
@@ -150,6 +152,24 @@ TEST_F(HistoryPanel, TheOversAndClippingAreListedAndAClickGoesThere) {
     EXPECT_TRUE(history->readout().contains(" LUFS"));
     settle(50);
     keepScreenshot(w.history()->grab().toImage(), "history-2-zoomed-with-readout");
+
+    // Momentary overs only once the user sets a limit.
+    const auto momentaryOvers = [&] {
+        const auto& l = list->events();
+        return std::count_if(l.begin(), l.end(), [](const auto& e) { return e.kind == EventKind::momentaryOver; });
+    };
+    EXPECT_EQ(momentaryOvers(), 0);
+    EXPECT_FALSE(w.history()->momentaryLimit()->isEnabled());
+    w.history()->momentaryLimitSwitch()->click();
+    w.history()->momentaryLimit()->setValue(-12.0);
+    EXPECT_GT(momentaryOvers(), 0);
+    for (const auto& e : list->events()) {
+        if (e.kind == EventKind::momentaryOver) {
+            EXPECT_GT(e.valueDB, -12.0);
+        }
+    }
+    w.history()->momentaryLimitSwitch()->click();
+    EXPECT_EQ(momentaryOvers(), 0);
 
     // A stricter ceiling lists no fewer overs (and French TV sets no short-term limit).
     const auto overs = [](const std::vector<LoudnessEvent>& l) {

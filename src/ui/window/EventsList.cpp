@@ -18,7 +18,7 @@ EventsList::EventsList(QWidget* parent) : QTreeWidget(parent) {
     setRootIsDecorated(false);
     setUniformRowHeights(true);
     setSelectionMode(QAbstractItemView::SingleSelection);
-    setFont(theme::monoFont(theme::readoutPx));
+    setFont(theme::monoFont(theme::readoutPx - 1));
     header()->setFont(theme::captionFont());
     header()->setStretchLastSection(false);
     header()->setSectionResizeMode(QHeaderView::ResizeToContents);

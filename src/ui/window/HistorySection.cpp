@@ -1,13 +1,16 @@
 #include "ui/window/HistorySection.h"
 
 #include <QHBoxLayout>
+#include <QDoubleSpinBox>
 #include <QLabel>
+#include <QLocale>
 #include <QVBoxLayout>
 
 #include "audio/ChannelLabels.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "ui/ChannelBarsView.h"
+#include "ui/LedToggle.h"
 #include "ui/LoudnessHistoryView.h"
 #include "ui/StudioPanel.h"
 #include "ui/StudioTheme.h"
@@ -29,7 +32,7 @@ HistorySection::HistorySection(Model& model, QWidget* parent) : QWidget(parent),
     layout->setSpacing(8);
     history_ = new LoudnessHistoryView(panel_);
     history_->setAccessibleName(QStringLiteral("Historique de sonie"));
-    layout->addWidget(history_, 3);
+    layout->addWidget(history_, 5);
     auto* side = new QVBoxLayout;
     side->setSpacing(6);
     bars_ = new ChannelBarsView(panel_);
@@ -39,10 +42,31 @@ HistorySection::HistorySection(Model& model, QWidget* parent) : QWidget(parent),
     events_ = new EventsList(panel_);
     events_->setMinimumWidth(250);
     side->addWidget(events_, 1);
-    layout->addLayout(side, 2);
+    auto* limitRow = new QHBoxLayout;
+    momentaryOn_ = new LedToggle(QStringLiteral("LIMITE M"), panel_);
+    momentaryOn_->setAccessibleName(QStringLiteral("Limite de sonie momentanée"));
+    momentaryLimit_ = new QDoubleSpinBox(panel_);
+    momentaryLimit_->setLocale(QLocale::c());  // a decimal point, as every figure of the window
+    momentaryLimit_->setRange(-60.0, 0.0);
+    momentaryLimit_->setSingleStep(0.5);
+    momentaryLimit_->setDecimals(1);
+    momentaryLimit_->setValue(-10.0);
+    momentaryLimit_->setSuffix(QStringLiteral(" LUFS"));
+    momentaryLimit_->setEnabled(false);
+    momentaryLimit_->setAccessibleName(QStringLiteral("Limite M"));
+    limitRow->addWidget(momentaryOn_);
+    limitRow->addWidget(momentaryLimit_);
+    limitRow->addStretch(1);
+    side->addLayout(limitRow);
+    layout->addLayout(side, 4);
 
     connect(history_, &LoudnessHistoryView::seekRequested, this, &HistorySection::seekTo);
     connect(events_, &EventsList::seekRequested, this, &HistorySection::seekTo);
+    connect(momentaryOn_, &QAbstractButton::toggled, this, [this](bool on) {
+        momentaryLimit_->setEnabled(on);
+        refresh();
+    });
+    connect(momentaryLimit_, &QDoubleSpinBox::valueChanged, this, &HistorySection::refresh);
     connect(&model, &Model::selectedIDChanged, this, &HistorySection::refresh);
     connect(&model, &Model::itemChanged, this, [this](const QUuid& id) {
         if (model_.selectedID() == id) refresh();
@@ -68,7 +92,8 @@ void HistorySection::refresh() {
         history_->setEvents({});
         return;
     }
-    auto list = detectEvents(*detail, {model_.ceiling(), norm.msLimitLUFS, std::nullopt});
+    const auto momentary = momentaryOn_->isChecked() ? std::optional(momentaryLimit_->value()) : std::nullopt;
+    auto list = detectEvents(*detail, {model_.ceiling(), norm.msLimitLUFS, momentary});
     const auto labels =
         channelLabels(int(detail->channels.size()), model_.layout(), model_.channelOrder(), item->declaredPositions);
     events_->setEvents(list.events, labels);

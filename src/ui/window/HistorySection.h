@@ -9,6 +9,7 @@
 
 #include "mastering/LiveMeter.h"
 
+class QDoubleSpinBox;
 class QLabel;
 
 namespace velmora {
@@ -17,6 +18,7 @@ class Model;
 class StudioPanel;
 class LoudnessHistoryView;
 class ChannelBarsView;
+class LedToggle;
 struct ProgrammeDetail;
 
 namespace window {
@@ -37,6 +39,9 @@ public:
     QLabel* sourceBadge() const { return badge_; }
     // Each channel's loudness and true peak, shown for more than two channels.
     ChannelBarsView* channelBars() const { return bars_; }
+    // The momentary limit the user sets for the list (off until switched on), LUFS.
+    LedToggle* momentaryLimitSwitch() const { return momentaryOn_; }
+    QDoubleSpinBox* momentaryLimit() const { return momentaryLimit_; }
 
 private:
     void refresh();
@@ -49,6 +54,8 @@ private:
     LoudnessHistoryView* history_;
     EventsList* events_;
     ChannelBarsView* bars_;
+    LedToggle* momentaryOn_;
+    QDoubleSpinBox* momentaryLimit_;
     std::shared_ptr<const ProgrammeDetail> shown_;
 };
 
