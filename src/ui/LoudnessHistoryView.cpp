@@ -233,11 +233,16 @@ void LoudnessHistoryView::drawLayer(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
     drawCurves(p);
     p.setRenderHint(QPainter::Antialiasing, false);
-    for (const auto& e : events_) {
-        if (e.endSeconds < viewStart_ || e.startSeconds > viewEnd_) continue;
-        const double x0 = std::max(r.left(), xAtSeconds(e.startSeconds));
-        const double x1 = std::min(r.right(), std::max(xAtSeconds(e.endSeconds), x0 + 2.0));
-        p.fillRect(QRectF(x0, r.bottom() - eventStrip, x1 - x0, eventStrip), eventColour(e.kind));
+    // Loudness overs under the true-peak overs, clipping on top: the worst stays visible.
+    constexpr EventKind layers[] = {EventKind::momentaryOver, EventKind::shortTermOver, EventKind::truePeakOver,
+                                    EventKind::clipping};
+    for (EventKind kind : layers) {
+        for (const auto& e : events_) {
+            if (e.kind != kind || e.endSeconds < viewStart_ || e.startSeconds > viewEnd_) continue;
+            const double x0 = std::max(r.left(), xAtSeconds(e.startSeconds));
+            const double x1 = std::min(r.right(), std::max(xAtSeconds(e.endSeconds), x0 + 2.0));
+            p.fillRect(QRectF(x0, r.bottom() - eventStrip, x1 - x0, eventStrip), eventColour(e.kind));
+        }
     }
     p.setPen(theme::panelBorder);
     p.setBrush(Qt::NoBrush);
