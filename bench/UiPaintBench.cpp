@@ -17,6 +17,7 @@
 #include "ui/CompCurveGraphView.h"
 #include "ui/EQCurveGraphView.h"
 #include "ui/GainReductionMeter.h"
+#include "ui/LoudnessHistoryView.h"
 #include "ui/LedToggle.h"
 #include "ui/SSLKnob.h"
 #include "ui/Snapshot.h"
@@ -185,7 +186,60 @@ void BM_PaintCompCurveGraphView(benchmark::State& state) {
     paintLoop(state, *w, [&](std::int64_t i) { w->setThreshold(wander(i, -20)); });
 }
 
+// Two hours of loudness every 100 ms (72,000 points per series) and a few hundred overs.
+std::shared_ptr<const ProgrammeDetail> twoHours() {
+    auto d = std::make_shared<ProgrammeDetail>();
+    d->sampleRate = 48000;
+    auto& h = d->history;
+    const std::size_t n = 72000;
+    h.momentary.resize(n);
+    h.shortTerm.resize(n);
+    h.integrated.resize(n);
+    for (std::size_t k = 0; k < n; ++k) {
+        const double t = double(k) * 0.1;
+        h.shortTerm[k] = float(-23 + 4 * std::sin(t / 40) + 2 * std::sin(t / 7));
+        h.momentary[k] = float(h.shortTerm[k] + 3 * std::sin(t * 1.7));
+        h.integrated[k] = float(-23 + 2 * std::exp(-t / 300));
+    }
+    return d;
+}
+
+std::vector<LoudnessEvent> overs() {
+    std::vector<LoudnessEvent> e;
+    for (int k = 0; k < 300; ++k)
+        e.push_back({k % 4 == 0 ? EventKind::clipping : EventKind::truePeakOver, 20.0 * k, 20.0 * k + 0.4, 0.5, 0});
+    return e;
+}
+
+// The play position moves every frame over a cached picture of the curves (target < 1 ms, as
+// every component; the history must stay under 2 ms at ratio 2).
+void BM_PaintLoudnessHistoryView(benchmark::State& state) {
+    bench::ensureQtApplication();
+    auto w = usual(std::make_unique<LoudnessHistoryView>(), QSize(720, 200));
+    w->setHistory(twoHours());
+    w->setEvents(overs());
+    w->setTargetBand(-23, 1);
+    paintLoop(state, *w, [&](std::int64_t i) { w->setPlayhead(double(i % 7200)); });
+}
+
+// A drag or the wheel changes the view every frame: the curves are drawn again from the two
+// hours of points. Target: well inside a 60 Hz frame (16 ms), so panning and zooming stay smooth.
+void BM_PanLoudnessHistoryView(benchmark::State& state) {
+    bench::ensureQtApplication();
+    auto w = usual(std::make_unique<LoudnessHistoryView>(), QSize(720, 200));
+    w->setHistory(twoHours());
+    w->setEvents(overs());
+    w->setTargetBand(-23, 1);
+    const double span = state.range(1) == 0 ? 7200.0 : 600.0;  // the whole programme, or ten minutes
+    paintLoop(state, *w, [&](std::int64_t i) {
+        const double start = state.range(1) == 0 ? 0.0 : double(i % 600) * 10.0;
+        w->setView(start + (i % 2 ? 0.0 : 0.5), start + span);  // zoom or pan: never the same view twice
+    });
+}
+
 #define VELMORA_PAINT(name) BENCHMARK(name)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond)
+VELMORA_PAINT(BM_PaintLoudnessHistoryView);
+BENCHMARK(BM_PanLoudnessHistoryView)->Args({2, 0})->Args({2, 1})->Unit(benchmark::kMicrosecond);
 VELMORA_PAINT(BM_PaintSSLKnob);
 VELMORA_PAINT(BM_PaintBigMeter);
 VELMORA_PAINT(BM_PaintVerticalMeter);

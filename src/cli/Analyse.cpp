@@ -1,8 +1,13 @@
 #include <cmath>
 #include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
+#include "audio/ChannelLabels.h"
+#include "cli/AnalyseDetail.h"
 #include "cli/Commands.h"
 #include "model/FileItem.h"
 #include "cli/Json.h"
@@ -12,6 +17,7 @@
 #include "cli/Text.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Diagnosis.h"
+#include "norms/NormEvents.h"
 #include "norms/PADCheck.h"
 #include "norms/Presets.h"
 
@@ -26,10 +32,12 @@ struct Outcome {
     std::optional<FileAnalysis> analysis;
     std::vector<NormCheck> norms;
     std::optional<PADCheck> pad;
+    std::vector<std::string> channelLabels;
+    EventList events;
     bool ok() const { return !error; }
 };
 
-Outcome analyseOne(const std::string& path, const MeasureOptions& options) {
+Outcome analyseOne(const std::string& path, const MeasureOptions& options, std::optional<double> momentaryMax) {
     Outcome o;
     o.file = path;
     const Preset& norm = presetAt(options.norm);
@@ -55,6 +63,8 @@ Outcome analyseOne(const std::string& path, const MeasureOptions& options) {
     }
     o.norms = diagnose(presets(), r.integratedLUFS, r.truePeakDB);
     o.pad = checkPAD(r.loudnessRange, r.integratedLUFS, r.truePeakDB, r.shortTermMax, o.analysis->durationSeconds());
+    o.channelLabels = channelLabels(o.analysis->channelCount, options.layout, options.order, o.analysis->declaredPositions);
+    o.events = detectEvents(o.analysis->detail, eventLimitsFor(norm, momentaryMax));
     return o;
 }
 
@@ -71,6 +81,7 @@ void printHuman(const Outcome& o, const MeasureOptions& options) {
     if (o.error) std::cout << o.status << " : " << *o.error << '\n';
 
     printMeasurementTable(std::cout, {&r}, unit);
+    printDetail(std::cout, a, o.channelLabels, o.events);
 
     std::cout << "\nDIAGNOSTIC MULTI-NORME · CONFORMITÉ INSTANTANÉE " << diagnosisBadge(o.norms) << '\n'
               << diagnosisSummary(o.norms) << '\n';
@@ -107,6 +118,7 @@ void printJson(const Outcome& o) {
         j.field("integratedLUFS", r.integratedLUFS).field("loudnessRange", r.loudnessRange);
         j.field("truePeakDB", r.truePeakDB).field("momentaryMax", r.momentaryMax).field("shortTermMax", r.shortTermMax);
         j.field("programmeLUFS", r.programmeLUFS);
+        writeDetailJson(j, a, o.channelLabels, o.events);
         j.field("plr", difference(r.truePeakDB, r.integratedLUFS)).field("psr", difference(r.truePeakDB, r.shortTermMax));
         j.key("inversionWarning");
         if (a.inversion) {
@@ -122,7 +134,8 @@ void printJson(const Outcome& o) {
         }
     } else {
         for (const char* k : {"channels", "sampleRate", "durationSeconds", "integratedLUFS", "loudnessRange", "truePeakDB",
-                              "momentaryMax", "shortTermMax", "programmeLUFS", "plr", "psr", "inversionWarning"})
+                              "momentaryMax", "shortTermMax", "programmeLUFS", "lraLow", "lraHigh", "channelsDetail", "events",
+                              "plr", "psr", "inversionWarning"})
             j.key(k).null();
     }
     j.key("norms").beginArray();
@@ -154,11 +167,24 @@ void printJson(const Outcome& o) {
 int runAnalyse(Args& args) {
     const bool json = args.flag("--json");
     const auto options = parseMeasureOptions(args);
+    const auto timeline = args.option("--timeline");
+    std::optional<double> momentaryMax;
+    if (const auto m = args.option("--momentary-max")) momentaryMax = parseDouble(*m, "--momentary-max");
     const auto files = args.positionals();
     if (files.empty()) throw UsageError("analyse: no file given");
+    if (timeline && files.size() != 1) throw UsageError("analyse: --timeline takes exactly one file");
     int status = 0;
     for (const auto& f : files) {
-        const auto outcome = analyseOne(f, options);
+        const auto outcome = analyseOne(f, options, momentaryMax);
+        if (timeline && outcome.analysis) {
+            std::ofstream csv(*timeline, std::ios::binary | std::ios::trunc);
+            if (csv) writeTimelineCsv(csv, outcome.analysis->detail.history);
+            if (!csv || !csv.flush()) {
+                std::cerr << "Impossible d'écrire la chronologie « " << *timeline << " » : " << std::strerror(errno)
+                          << ".\n";
+                status = 1;
+            }
+        }
         if (json) printJson(outcome);
         else printHuman(outcome, options);
         std::cout.flush();

@@ -12,7 +12,8 @@ namespace {
 
 const char* usage =
     "Usage:\n"
-    "  velmora-cli analyse [--json] [--gating auto|ebu|global|dialog] [--layout L] [--order O] [--norm N] FILE...\n"
+    "  velmora-cli analyse [--json] [--gating auto|ebu|global|dialog] [--layout L] [--order O] [--norm N]\n"
+    "                      [--momentary-max LUFS] [--timeline FILE.csv] FILE...\n"
     "  velmora-cli norms [--json]\n"
     "  velmora-cli master FILE -o OUT [--norm N | --target LUFS --ceiling DBTP] [--mode master|conform]\n"
     "                     [--params FILE.json] [--format wav|aiff] [--bits 16|24|32f] [--rate HZ]\n"
@@ -31,7 +32,10 @@ const char* usage =
     "          checks the French TV delivery rules. --json prints one object per file per line.\n"
     "          --layout auto|mono|stereo|5.1|5.1.2|5.1.4|7.1|7.1.2|7.1.4, --order smpte|film|itu|aac\n"
     "          (how 6-channel files are weighted), --norm N picks the norm whose gating and unit\n"
-    "          apply when --gating is auto (default 0).\n"
+    "          apply when --gating is auto (default 0). Events (true-peak overs, clipping, short-term\n"
+    "          overs, and momentary overs above --momentary-max) are listed against that norm.\n"
+    "          --timeline writes the momentary, short-term and integrated loudness of one file\n"
+    "          every 100 ms as CSV.\n"
     "norms     lists the 21 norms with their index, target, ceiling and file tag.\n"
     "master    writes a corrected master: the chain (--params, master mode), the conformity gain to\n"
     "          the norm's target and the true-peak limiter; the file's true peak as written never\n"

@@ -35,7 +35,7 @@ std::size_t energyUnitFrames(double fs) {
 }
 
 ChannelMeter::ChannelMeter(double fs, std::size_t expectedFrames, bool energies)
-    : filter_(LoudnessEngine::kWeightingCoefficients(fs)), unitFrames_(energyUnitFrames(fs)), energies_(energies),
+    : sampleRate_(fs), filter_(LoudnessEngine::kWeightingCoefficients(fs)), unitFrames_(energyUnitFrames(fs)), energies_(energies),
       subBass_{subBassLowPass(fs), identitySection} {
     units_.reserve(expectedFrames / unitFrames_ + 2);
 }

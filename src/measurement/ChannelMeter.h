@@ -3,9 +3,11 @@
 // the 4× true peak. Construction allocates; process() never does (below the unit capacity
 // reserved for the expected length) and keeps no copy of the signal.
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "measurement/Kernels.h"
+#include "measurement/PeakRuns.h"
 
 namespace velmora {
 
@@ -22,8 +24,14 @@ public:
     double samplePeak() const { return samplePeak_; }
     std::size_t samplePeakFrame() const { return samplePeakFrame_; }
 
+    // Also keep where the readings go over and where samples clip (allocates the recorder).
+    void recordRuns(double sampleRate, int channel);
+    const PeakRunRecorder* runs() const { return runs_.get(); }
+
 private:
     std::vector<double> buffer_;  // eleven samples of history, then the current chunk
+    std::vector<double> envelope_;  // the chunk's interpolated readings, when runs are recorded
+    std::unique_ptr<PeakRunRecorder> runs_;
     double peak_ = 0.0;
     double samplePeak_ = 0.0;
     std::size_t processed_ = 0;  // frames so far
@@ -43,11 +51,13 @@ public:
     const std::vector<double>& unitSums() const { return units_; }  // Σ y² per complete unit
     double truePeak() const { return truePeak_.peak(); }
     const TruePeakMeter& peaks() const { return truePeak_; }
+    void recordRuns(int channel) { truePeak_.recordRuns(sampleRate_, channel); }
     std::size_t frames() const { return frames_; }
     double sumOfSquares() const { return plainSum_; }  // unfiltered
     double subBassSumOfSquares() const { return subSum_; }
 
 private:
+    double sampleRate_;
     KWeightingFilter filter_;
     kernels::KWeightState state_;
     TruePeakMeter truePeak_;

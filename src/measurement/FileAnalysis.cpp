@@ -103,14 +103,17 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     a.channelCount = int(audio.channelCount());
     a.sampleRate = audio.sampleRate;
     a.frameCount = streaming ? streaming->frames() : audio.frameCount();
+    a.declaredPositions = audio.declaredPositions;
     a.weights = resolveChannelWeights(a.channelCount, settings.layout, settings.order, audio.declaredPositions);
     a.curveStep = curveStepFor(a.durationSeconds());
     if (streaming) {
         streaming->wait();
         a.result = streaming->result(a.weights);
         a.shortTermCurve = streaming->shortTermCurve(a.weights, a.curveStep);
+        a.detail = streaming->detail(a.weights);
     } else {
-        a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress);
+        a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress, 16000.0,
+                                                   -36.0, &a.detail);
         a.shortTermCurve = LoudnessEngine::shortTermCurve(audio.channels, a.weights, audio.sampleRate, a.curveStep);
     }
     if (a.channelCount == 6 || settings.channelEnergies) {

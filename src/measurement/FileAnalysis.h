@@ -11,6 +11,7 @@
 #include "audio/ChannelLayout.h"
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
+#include "measurement/ProgrammeDetail.h"
 
 namespace velmora {
 
@@ -38,6 +39,8 @@ struct FileAnalysis {
     double curveStep = 1.0;
     // When asked for: 1024 waveform peaks and 256 spectrum bands (see Diagnostics.h).
     std::vector<float> waveformPeaks, spectrumBins;
+    ProgrammeDetail detail;  // loudness every 100 ms, overs, clipping, per-channel figures
+    std::vector<std::uint64_t> declaredPositions;  // as the file declares them, for channel labels
 
     double durationSeconds() const { return sampleRate > 0 ? double(frameCount) / sampleRate : 0.0; }
     // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video.

@@ -27,18 +27,19 @@ void analyse(LoudnessAnalyzer& analyzer, const Channels& channels, double fs) {
 }  // namespace
 
 LoudnessResult LoudnessEngine::measure(const Channels& channels, std::span<const double> weights, double fs,
-                                       const ProgressFn& progress) {
+                                       const ProgressFn& progress, ProgrammeDetail* detail) {
     if (progress) progress(0.02);
     LoudnessAnalyzer analyzer(progress);
     analyse(analyzer, channels, fs);
     auto r = analyzer.result(weights);
+    if (detail) *detail = analyzer.detail(weights);
     if (progress) progress(1.0);
     return r;
 }
 
 LoudnessResult LoudnessEngine::measureDialogue(const Channels& channels, std::span<const double> weights, double fs,
                                                const ProgressFn& progress, double preferredSampleRate,
-                                               double voiceThresholdDB) {
+                                               double voiceThresholdDB, ProgrammeDetail* detail) {
     if (progress) progress(0.02);
     EnergyVAD vad;
     vad.preferredSampleRate = preferredSampleRate;
@@ -55,6 +56,7 @@ LoudnessResult LoudnessEngine::measureDialogue(const Channels& channels, std::sp
     const std::size_t blockCount = momentary.empty() ? 0 : momentary.front().size();
     r.programmeLUFS = r.integratedLUFS;
     r.integratedLUFS = maskedIntegratedLoudness(momentary, weights, speechBlockFlags(voiced, blockCount));
+    if (detail) *detail = analyzer.detail(weights);
     if (progress) progress(1.0);
     return r;
 }

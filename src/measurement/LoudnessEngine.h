@@ -19,6 +19,8 @@
 
 namespace velmora {
 
+struct ProgrammeDetail;
+
 using BlockEnergies = std::vector<std::vector<double>>;  // per channel, mean square per block
 
 struct LoudnessResult {
@@ -28,6 +30,8 @@ struct LoudnessResult {
     double momentaryMax = -std::numeric_limits<double>::infinity();
     double shortTermMax = -std::numeric_limits<double>::infinity();
     std::optional<double> programmeLUFS;  // dialogue mode only
+    // The short-term loudness (LUFS) the range lies between: its 10th and 95th percentiles.
+    std::optional<double> loudnessRangeLow{}, loudnessRangeHigh{};
 
     // Where the maxima lie, in seconds from the start, so a listener can go and hear them: the
     // start of the loudest 400 ms and 3 s windows, the 43 ms stretch (2048 frames at 48 kHz)
@@ -65,6 +69,9 @@ struct LoudnessEngine {
     static double maxBlockLoudness(const BlockEnergies& blocks, std::span<const double> weights);
     static std::optional<double> computeLoudnessRange(const BlockEnergies& shortTermBlocks,
                                                       std::span<const double> weights);
+    // The low and high percentiles the range is taken between, LUFS.
+    static std::optional<std::pair<double, double>> loudnessRangeEdges(const BlockEnergies& shortTermBlocks,
+                                                                       std::span<const double> weights);
 
     // Linear 4× true peak of one channel, never below its sample peak nor 1e-12.
     static double channelTruePeak(std::span<const float> channel);
@@ -73,11 +80,13 @@ struct LoudnessEngine {
 
     // momentaryMax and shortTermMax are the loudest 400 ms / 3 s windows on a grid of at most
     // 10 ms, so a burst that straddles two 100 ms blocks is not under-read.
+    // With `detail`, also what the measurement keeps beyond its figures (ProgrammeDetail.h).
     static LoudnessResult measure(const Channels& channels, std::span<const double> weights, double sampleRate,
-                                  const ProgressFn& progress = {});
+                                  const ProgressFn& progress = {}, ProgrammeDetail* detail = nullptr);
     static LoudnessResult measureDialogue(const Channels& channels, std::span<const double> weights,
                                           double sampleRate, const ProgressFn& progress = {},
-                                          double preferredSampleRate = 16000.0, double voiceThresholdDB = -36.0);
+                                          double preferredSampleRate = 16000.0, double voiceThresholdDB = -36.0,
+                                          ProgrammeDetail* detail = nullptr);
 
     // Short-term loudness (LUFS) of the 3 s window ending every `stepSeconds` from the start,
     // for drawing; -inf where the window is silent or not yet full. Allocates the result and

@@ -6,6 +6,13 @@
 namespace velmora {
 
 std::optional<double> LoudnessEngine::computeLoudnessRange(const BlockEnergies& blocks, std::span<const double> w) {
+    const auto edges = loudnessRangeEdges(blocks, w);
+    if (!edges) return std::nullopt;
+    return edges->second - edges->first;
+}
+
+std::optional<std::pair<double, double>> LoudnessEngine::loudnessRangeEdges(const BlockEnergies& blocks,
+                                                                            std::span<const double> w) {
     if (blocks.empty() || blocks.front().size() < 2) return std::nullopt;
     const std::size_t n = blocks.front().size();
     // A channel without a weight counts fully rather than reading past the list.
@@ -42,7 +49,7 @@ std::optional<double> LoudnessEngine::computeLoudnessRange(const BlockEnergies& 
         const auto lo = std::size_t(std::floor(r)), hi = std::size_t(std::ceil(r));
         return v[lo] + (r - double(lo)) * (v[hi] - v[lo]);
     };
-    return percentile(95.0) - percentile(10.0);
+    return std::pair{percentile(10.0), percentile(95.0)};
 }
 
 }  // namespace velmora

@@ -8,7 +8,7 @@
 namespace velmora {
 
 Expected<LoudnessResult> measureStreamed(const Programme& programme, std::span<const double> weights,
-                                         const ProgressFn& progress) {
+                                         const ProgressFn& progress, ProgrammeDetail* detail) {
     LoudnessAnalyzer analyzer({}, false);
     const std::size_t frames = programme.frameCount(), channels = programme.channelCount();
     analyzer.prepare(channels, programme.sampleRate(), frames);
@@ -23,6 +23,7 @@ Expected<LoudnessResult> measureStreamed(const Programme& programme, std::span<c
         analyzer.wait();  // the next block reuses the same memory
         if (progress) progress(double(at + n) / double(frames));
     }
+    if (detail) *detail = analyzer.detail(weights);
     return analyzer.result(weights);
 }
 

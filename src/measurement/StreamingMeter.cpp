@@ -27,8 +27,10 @@ void LoudnessAnalyzer::prepare(std::size_t channelCount, double sampleRate, std:
     meters_.clear();
     // Only a 5.1 programme is tested for a swapped centre and LFE.
     energies_ = channelCount == 6 || energiesAlways_;
-    for (std::size_t c = 0; c < channelCount; ++c)
+    for (std::size_t c = 0; c < channelCount; ++c) {
         meters_.push_back(std::make_unique<ChannelMeter>(sampleRate, expectedFrames, energies_));
+        meters_.back()->recordRuns(int(c));
+    }
     pool_ = std::make_unique<WorkerPool>(WorkerPool::threadsFor(channelCount));
     pending_.assign(channelCount, nullptr);
 }
@@ -154,7 +156,11 @@ LoudnessResult LoudnessAnalyzer::result(std::span<const double> w) const {
     const auto momentary = momentaryBlocks();
     const auto shortTerm = shortTermBlocks();
     r.integratedLUFS = LoudnessEngine::integratedLoudness(momentary, w);
-    r.loudnessRange = LoudnessEngine::computeLoudnessRange(shortTerm, w);
+    if (const auto edges = LoudnessEngine::loudnessRangeEdges(shortTerm, w)) {
+        r.loudnessRange = edges->second - edges->first;
+        r.loudnessRangeLow = edges->first;
+        r.loudnessRangeHigh = edges->second;
+    }
     const auto seconds = [this](std::optional<std::size_t> frame) -> std::optional<double> {
         if (!frame || !(sampleRate_ > 0)) return std::nullopt;
         return double(*frame) / sampleRate_;

@@ -15,6 +15,7 @@
 #include "measurement/ChannelMeter.h"
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
+#include "measurement/ProgrammeDetail.h"
 #include "measurement/WorkerPool.h"
 
 namespace velmora {
@@ -55,6 +56,9 @@ public:
     LoudnessResult result(std::span<const double> weights) const;
     // Short-term loudness every `stepSeconds`, for drawing (see LoudnessEngine::shortTermCurve).
     std::vector<double> shortTermCurve(std::span<const double> weights, double stepSeconds) const;
+    // Loudness every 100 ms, where readings went over and samples clipped, and each channel's
+    // figures (allocates; see ProgrammeDetail.h).
+    ProgrammeDetail detail(std::span<const double> weights) const;
 
 private:
     BlockEnergies blocks(std::size_t blockFrames) const;

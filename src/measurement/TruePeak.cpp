@@ -113,6 +113,11 @@ void truePeakEnvelope(const double* x, std::size_t n, double* out) noexcept {
 
 }  // namespace kernels
 
+void TruePeakMeter::recordRuns(double sampleRate, int channel) {
+    envelope_.assign(chunkFrames, 0.0);
+    runs_ = std::make_unique<PeakRunRecorder>(sampleRate, channel);
+}
+
 double TruePeakMeter::peak() const { return std::max(peak_, 1e-12); }
 
 void TruePeakMeter::process(const float* in, std::size_t n) noexcept {
@@ -131,7 +136,18 @@ void TruePeakMeter::process(const float* in, std::size_t n) noexcept {
                                    return std::fabs(x) == chunkSamplePeak;
                                }) - in);
         }
-        const double chunkPeak = kernels::truePeakRun(buffer_.data() + H, m);
+        double chunkPeak = 0.0;
+        if (runs_) {
+            // The readings one by one cost a store per sample over truePeakRun, and give the same maximum.
+            kernels::truePeakEnvelope(buffer_.data() + H, m, envelope_.data());
+            double interpolated = 0.0;
+            for (std::size_t i = 0; i < m; ++i) interpolated = std::max(interpolated, envelope_[i]);
+            chunkPeak = std::max(interpolated, double(chunkSamplePeak));
+            if (interpolated > PeakRunRecorder::lowestLevelLin()) runs_->readings(envelope_.data(), m, processed_);
+            if (chunkSamplePeak >= clippingLevelLin || runs_->inClippedStretch()) runs_->samples(in, m, processed_);
+        } else {
+            chunkPeak = kernels::truePeakRun(buffer_.data() + H, m);
+        }
         if (chunkPeak > peak_) {
             peak_ = chunkPeak;
             peakFrame_ = processed_;

@@ -9,6 +9,7 @@
 
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
+#include "measurement/ProgrammeDetail.h"
 #include "norms/Diagnosis.h"
 #include "reports/ReportInputs.h"
 
@@ -52,6 +53,9 @@ struct FileItem {
     std::vector<float> spectrumBins;
     std::vector<double> shortTermCurve;  // for the reports' graph, one value every curveStep seconds
     double curveStep = 1.0;
+    // The source's loudness every 100 ms, its overs and clipping, its channels' own figures;
+    // shared with the jobs and reports that read it.
+    std::shared_ptr<const ProgrammeDetail> detail;
     std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
     std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "audio/ChannelLabels.h"
 #include "audio/NumberFormat.h"
 #include "model/MasterNames.h"
 #include "model/MasterTask.h"
@@ -53,6 +54,8 @@ MasterTask Model::taskFor(const FileItem& item) const {
     if (item.originalMeasure) t.sourceTruePeakDB = item.originalMeasure->truePeakDB;
     t.beforeCurve = item.shortTermCurve;
     t.curveStep = item.curveStep;
+    t.sourceDetail = item.detail;
+    t.channelLabels = channelLabels(int(item.channelCount()), layout_, channelOrder_, item.declaredPositions);
     t.depth = bitDepth_;
     t.format = fileFormat_;
     t.outputRate = outputRate_;

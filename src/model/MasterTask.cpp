@@ -9,6 +9,8 @@
 #include <new>
 
 #include "audio/AudioFileReader.h"
+#include "measurement/EventDetector.h"
+#include "norms/Presets.h"
 #include "output/VideoRemux.h"
 #include "reports/PDFReport.h"
 #include "reports/ReportFile.h"
@@ -50,6 +52,11 @@ ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const
     in.beforeShortTerm = task.beforeCurve;
     in.afterShortTerm = d.afterShortTerm;
     in.targetMissedLUFS = d.targetMissedLUFS;
+    if (task.sourceDetail && !task.sourceDetail->empty()) {
+        // Against the ceiling the master was made for, with the norm's short-term limit.
+        in.sourceEvents = detectEvents(*task.sourceDetail, {task.ceiling, presetAt(task.presetIndex).msLimitLUFS, {}}).events;
+        in.channelLabels = task.channelLabels;
+    }
     return in;
 }
 

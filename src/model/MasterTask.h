@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "measurement/ProgrammeDetail.h"
 #include "output/MasterDelivery.h"
 #include "reports/ReportInputs.h"
 
@@ -31,6 +32,8 @@ struct MasterTask {
     std::optional<double> sourceTruePeakDB;      // see DeliveryRequest
     std::vector<double> beforeCurve;  // short-term loudness of the source, every curveStep seconds
     double curveStep = 1.0;
+    std::shared_ptr<const ProgrammeDetail> sourceDetail;  // the source's events come from it
+    std::vector<std::string> channelLabels;
     int presetIndex = 0;
     double target = -23.0, ceiling = -1.0;
     MasterParams params;

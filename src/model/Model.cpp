@@ -263,10 +263,11 @@ void Model::analyzeNext() {
                 i.originalMeasure = a->result;
                 i.channelTotal = std::size_t(a->channelCount);
                 i.frameTotal = a->frameCount;
-                i.declaredPositions = a->audio.declaredPositions;
+                i.declaredPositions = a->declaredPositions;
                 i.measuredWeights = a->weights;
                 i.shortTermCurve = std::move(a->shortTermCurve);
                 i.curveStep = a->curveStep;
+                i.detail = std::make_shared<const ProgrammeDetail>(std::move(a->detail));
                 i.sampleRate = a->sampleRate;
                 i.channelEnergies = std::move(a->energies);
                 i.inversionWarning = a->inversion;
@@ -325,12 +326,15 @@ void Model::remeasureSelected() {
                                                            selected->frameTotal, selected->sampleRate);
     setBusy(true);
     startJob([this, id, source, weights] {
-        const auto measured = measureStreamed(*source, weights);
         std::optional<LoudnessResult> result;
+        auto detail = std::make_shared<ProgrammeDetail>();
+        const auto measured = measureStreamed(*source, weights, {}, detail.get());
         if (measured) result = *measured;
-        post([this, id, result, weights, failure = measured ? QString() : QString::fromStdString(measured.error().message())] {
+        post([this, id, result, weights, detail,
+              failure = measured ? QString() : QString::fromStdString(measured.error().message())] {
             if (result)
                 updateItem(id, [&](FileItem& i) {
+                    i.detail = detail;
                     i.measured = *result;
                     i.originalMeasure = *result;
                     i.measuredWeights = weights;
@@ -384,6 +388,7 @@ void Model::setLayout(ChannelLayout v) { assign(layout_, v, &Model::layoutChange
 void Model::setChannelOrder(ChannelOrder v) { assign(channelOrder_, v, &Model::channelOrderChanged); }
 void Model::setExportLog(bool v) { assign(exportLog_, v, &Model::exportLogChanged); }
 void Model::setExportPDF(bool v) { assign(exportPDF_, v, &Model::exportPDFChanged); }
+void Model::setShowsMaster(bool v) { assign(showsMaster_, v, &Model::showsMasterChanged); }
 void Model::setReportLanguage(ReportLanguage v) { assign(reportLanguage_, v, &Model::reportLanguageChanged); }
 void Model::setMultiMasterPresetIndices(const std::set<int>& v) {
     assign(multiMasterPresetIndices_, v, &Model::multiMasterPresetIndicesChanged);

@@ -168,6 +168,9 @@ public:
     const QString& layoutWarning() const { return layoutWarning_; }
     bool exportLog() const { return exportLog_; }
     bool exportPDF() const { return exportPDF_; }
+    // Whether the measures, the conformity and the diagnosis show the selected file's last master
+    // (when it has one) rather than its source. Not persisted: a view choice.
+    bool showsMaster() const { return showsMaster_; }
     ReportLanguage reportLanguage() const { return reportLanguage_; }
     const std::set<int>& multiMasterPresetIndices() const { return multiMasterPresetIndices_; }
     bool showMultiMaster() const { return showMultiMaster_; }
@@ -196,6 +199,7 @@ public:
     void setChannelOrder(ChannelOrder v);
     void setExportLog(bool v);
     void setExportPDF(bool v);
+    void setShowsMaster(bool v);
     void setReportLanguage(ReportLanguage v);
     void setMultiMasterPresetIndices(const std::set<int>& v);
     void setShowMultiMaster(bool v);
@@ -232,6 +236,7 @@ signals:
     void layoutWarningChanged();
     void exportLogChanged();
     void exportPDFChanged();
+    void showsMasterChanged();
     void reportLanguageChanged();
     void multiMasterPresetIndicesChanged();
     void showMultiMasterChanged();
@@ -330,6 +335,7 @@ private:
     ChannelOrder channelOrder_ = ChannelOrder::smpte;
     QString layoutWarning_;
     bool exportLog_ = true, exportPDF_ = true;
+    bool showsMaster_ = true;
     ReportLanguage reportLanguage_ = ReportLanguage::fr;
     std::set<int> multiMasterPresetIndices_;
     bool showMultiMaster_ = false;

@@ -92,6 +92,9 @@ struct Words {
     const char* lraTarget;
     const char* scanCaption;
     const char* generatedOn;
+    const char* events;
+    const char* noEvents;
+    const char* moreEvents;
 };
 
 constexpr Words french{
@@ -137,6 +140,9 @@ constexpr Words french{
     "cible",
     "Scanner pour la norme officielle",
     "Généré le ",
+    "Événements de la source",
+    "Aucun dépassement ni écrêtage.",
+    "… et %1 autres dans le rapport texte",
 };
 
 constexpr Words english{
@@ -183,6 +189,9 @@ constexpr Words english{
     "target",
     "Scan for the official standard",
     "Generated on ",
+    "Source events",
+    "No over and no clipping.",
+    "… and %1 more in the text report",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -242,6 +251,7 @@ public:
         facts();
         measurements();
         if (!in_.beforeShortTerm.empty() || !in_.afterShortTerm.empty()) graph();
+        if (in_.sourceEvents) events();
         verdict();
         chain();
         qrBlock();
@@ -410,7 +420,8 @@ private:
     // Short-term loudness of source and master over time, against the target.
     void graph() {
         const double titleBaseline = y_ + 24;
-        const QRectF plot(marginLeft + 30, titleBaseline + 10, marginRight - marginLeft - 38, 86);
+        // Shorter when the source's events follow it, so the page still holds everything.
+        const QRectF plot(marginLeft + 30, titleBaseline + 10, marginRight - marginLeft - 38, in_.sourceEvents ? 62 : 86);
         y_ = plot.bottom() + 16;
 
         const std::vector<double>& before = in_.beforeShortTerm;
@@ -492,6 +503,13 @@ private:
             p_.setPen(QPen(accent, 1.3, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             p_.drawPolyline(run);
         }
+        // The source's overs and clipping marked along the time axis, where they lie.
+        if (in_.sourceEvents)
+            for (const LoudnessEvent& e : *in_.sourceEvents) {
+                if (e.kind != EventKind::truePeakOver && e.kind != EventKind::clipping) continue;
+                const double x0 = xOf(e.startSeconds), x1 = std::max(xOf(e.endSeconds), x0 + 1.0);
+                p_.fillRect(QRectF(x0, plot.bottom() - 5, x1 - x0, 5), e.kind == EventKind::clipping ? failRed : accent);
+            }
         if (hasTarget) {
             QPen dashed(afterHeadGreen, 0.9, Qt::CustomDashLine, Qt::FlatCap);
             dashed.setDashPattern({4, 3});
@@ -581,6 +599,36 @@ private:
             baseline += 14;
         }
         y_ = baseline;
+    }
+
+    // The first events of the source, each with its timecode, in two columns under the graph;
+    // the text report lists them all.
+    void events() {
+        constexpr double lineHeight = 10, columnWidth = (marginRight - marginLeft) / 2;
+        constexpr std::size_t shown = 10, perColumn = shown / 2;
+        const auto& list = *in_.sourceEvents;
+        const double titleBaseline = y_ + 14;
+        text(marginLeft, titleBaseline, qs(w_.events) + " (" + QString::number(list.size()) + ")", 8.5, QFont::Bold,
+             white(0.8));
+        if (list.size() > shown)
+            text(marginRight, titleBaseline, qs(w_.moreEvents).arg(list.size() - shown), 7, QFont::Normal, white(0.5),
+                 Qt::AlignRight);
+        const double first = titleBaseline + 13;
+        if (list.empty()) text(marginLeft, first, qs(w_.noEvents), 7.5, QFont::Normal, white(0.6));
+        for (std::size_t i = 0; i < list.size() && i < shown; ++i) {
+            const LoudnessEvent& e = list[i];
+            const double x = marginLeft + double(i / perColumn) * columnWidth;
+            const double baseline = first + double(i % perColumn) * lineHeight;
+            const bool clip = e.kind == EventKind::clipping;
+            text(x, baseline, qs(timecode(e.startSeconds)), 7.5, QFont::Normal, white(0.85));
+            text(x + 62, baseline, qs(eventKindText(e.kind, language_ == ReportLanguage::en)), 7.5, QFont::Normal,
+                 clip ? failRed : white(0.75));
+            const std::string value = formatSignedOneDecimal(e.valueDB) + ' ' + std::string(eventUnit(e.kind));
+            text(x + columnWidth - 40, baseline, qs(value), 7.5, QFont::Normal, white(0.75), Qt::AlignRight);
+            text(x + columnWidth - 34, baseline, qs(eventChannelName(e, in_.channelLabels)), 7.5, QFont::Normal,
+                 white(0.6));
+        }
+        y_ = first + double(list.empty() ? 1 : std::min(list.size(), perColumn)) * lineHeight - 6;
     }
 
     void qrBlock() {

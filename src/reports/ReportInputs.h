@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mastering/MasterParams.h"
+#include "measurement/EventDetector.h"
 #include "measurement/LoudnessEngine.h"
 
 namespace velmora {
@@ -40,6 +41,10 @@ struct ReportInputs {
     // curveStepSeconds from the start; -inf where nothing can be measured. Empty: no graph.
     std::vector<double> beforeShortTerm, afterShortTerm;
     double curveStepSeconds = 1.0;
+
+    // Where the source went over the norm and clipped, by start time; absent when not known.
+    std::optional<std::vector<LoudnessEvent>> sourceEvents;
+    std::vector<std::string> channelLabels;  // names the events' channels
 };
 
 }  // namespace velmora

@@ -159,6 +159,12 @@ std::string makeTextReport(const ReportInputs& in) {
         r.add("Note : mesures sur le programme entier. L'excursion des dialogues seuls");
         r.add("(-30 a -16 LUFS court terme) n'est pas verifiee ici (detection dediee requise).");
     }
+    if (in.sourceEvents) {
+        r.add("");
+        r.add("ÉVÉNEMENTS DE LA SOURCE (" + std::to_string(in.sourceEvents->size()) + ")");
+        if (in.sourceEvents->empty()) r.add("Aucun dépassement ni écrêtage.");
+        for (const LoudnessEvent& e : *in.sourceEvents) r.add(eventLine(e, in.channelLabels));
+    }
     r.add(rule);
     r.add("Généré par Velmora");
     return r.take();

@@ -17,6 +17,7 @@
 #include "ui/window/DiagnosisSection.h"
 #include "ui/window/FileListSection.h"
 #include "ui/window/HeaderSection.h"
+#include "ui/window/HistorySection.h"
 #include "ui/window/MeasuresSection.h"
 #include "ui/window/MultiMasterSection.h"
 #include "ui/window/NormSection.h"
@@ -87,7 +88,9 @@ MainWindow::MainWindow(Model& model, QWidget* parent) : QMainWindow(parent), mod
     connect(&model, &Model::isLiveMasteringChanged, this, &MainWindow::listeningChanged);
     // Seeks and stops while nothing plays move the cursor once; the timer does it while playing.
     connect(&model, &Model::playbackTick, this, [this] {
-        if (!liveTimer_.isActive()) transport_->showPosition();
+        if (liveTimer_.isActive()) return;
+        transport_->showPosition();
+        history_->showPosition();
     });
     connect(&model, &Model::modeChanged, this, &MainWindow::modeChanged);
     modeChanged();
@@ -124,9 +127,12 @@ QWidget* MainWindow::makeCentreColumn() {
     auto* layout = column(centre);
     measures_ = new window::MeasuresSection(model_, centre);
     transport_ = new window::TransportSection(model_, centre);
+    history_ = new window::HistorySection(model_, centre);
+    history_->setMinimumHeight(190);
     diagnosis_ = new window::DiagnosisSection(model_, centre);
     layout->addWidget(measures_);
     layout->addWidget(transport_);
+    layout->addWidget(history_, 1);
     layout->addWidget(diagnosis_, 1);
     return centre;
 }
@@ -177,12 +183,14 @@ void MainWindow::listeningChanged() {
     liveTimer_.stop();
     measures_->showLive(std::nullopt);
     transport_->showPosition();
+    history_->showPosition();
     if (const FileItem* item = model_.selectedItem()) chain_->equaliserGraph()->setSpectrum(item->spectrumBins);
 }
 
 void MainWindow::refreshLive() {
     measures_->showLive(model_.liveLevels());
     transport_->showPosition();
+    history_->showPosition();
     // The spectrum costs an FFT: only for a graph someone can see.
     EQCurveGraphView* eq = chain_->equaliserGraph();
     if (eq->isVisible() && !eq->visibleRegion().isEmpty()) eq->setSpectrum(model_.displaySpectrum());

@@ -24,6 +24,7 @@ class ChainSection;
 class DiagnosisSection;
 class FileListSection;
 class HeaderSection;
+class HistorySection;
 class MeasuresSection;
 class MultiMasterSection;
 class NormSection;
@@ -56,6 +57,7 @@ public:
     window::MeasuresSection* measures() const { return measures_; }
     window::TransportSection* transport() const { return transport_; }
     window::DiagnosisSection* diagnosis() const { return diagnosis_; }
+    window::HistorySection* history() const { return history_; }
     window::NormSection* norm() const { return norm_; }
     window::ChainSection* chain() const { return chain_; }
     window::OutputSection* output() const { return output_; }
@@ -86,6 +88,7 @@ private:
     window::MeasuresSection* measures_ = nullptr;
     window::TransportSection* transport_ = nullptr;
     window::DiagnosisSection* diagnosis_ = nullptr;
+    window::HistorySection* history_ = nullptr;
     window::NormSection* norm_ = nullptr;
     window::ChainSection* chain_ = nullptr;
     window::OutputSection* output_ = nullptr;

@@ -53,6 +53,15 @@ TEST(ModelQueue, AnalysesInQueueOrderWithProgressTexts) {
     ASSERT_TRUE(waitIdle(model));
     EXPECT_NEAR(model.queue()[2].measured->integratedLUFS, -20.0, 0.05);
 
+    // The speaker positions a file declares come with it, whatever the order setting says, so
+    // its masters weigh its channels where they really are.
+    writeFloatWav(dir / "bare51.wav", sine(1.0, 0.1, 6), 48000);
+    ASSERT_TRUE(ffmpeg("-i " + shellQuote((dir / "bare51.wav").string()) + " -channel_layout 5.1 -c:a pcm_s24le " +
+                       shellQuote((dir / "declared51.wav").string())));
+    model.addFiles({q(dir / "declared51.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_EQ(model.queue().back().declaredPositions.size(), 6u);
+
     // A run in which a file could not be read says so instead of claiming success.
     std::ofstream(dir / "broken.wav") << "RIFF, mais pas du son";
     model.addFiles({q(dir / "broken.wav")});

@@ -170,3 +170,28 @@ TEST_F(PDFReport, QRCodeLeadsToTheNormsPublisherWhenThereIsOne) {
         EXPECT_EQ(captioned, url.has_value()) << "norm " << norm;
     }
 }
+
+TEST_F(PDFReport, SourceEventsAreMarkedOnTheGraphAndTheFirstTenListed) {
+    ReportInputs in = fullTableMaster();
+    in.channelLabels = {"L", "R"};
+    in.sourceEvents.emplace();
+    for (int k = 0; k < 12; ++k)
+        in.sourceEvents->push_back({k % 3 == 0 ? EventKind::clipping : EventKind::truePeakOver, 30.0 + 40.0 * k,
+                                    30.5 + 40.0 * k, k % 3 == 0 ? 0.0 : 0.4, k % 2});
+    const std::string text = render(in, ReportLanguage::fr);
+    EXPECT_NE(info.find("Pages:           1\n"), std::string::npos) << info;
+    EXPECT_EQ(missingFrom(text, {"Événements de la source (12)", "00:00:30.00", "Écrêtage", "Dépassement TP",
+                                 "+0.4 dBTP", "00:06:30.00", "… et 2 autres dans le rapport texte"}),
+              "");
+    EXPECT_EQ(text.find("00:07:10.00"), std::string::npos);  // the eleventh is counted, not listed
+    // The clipped passages in red along the bottom of the graph, beside the failing colours.
+    const QImage page = rasterise(72);
+    ASSERT_FALSE(page.isNull());
+    const QImage without = [&] {
+        ReportInputs plain = fullTableMaster();
+        plain.sourceEvents.emplace();
+        render(plain, ReportLanguage::fr);
+        return rasterise(72);
+    }();
+    EXPECT_GT(pixelsNear(page, QColor::fromRgbF(1.0f, 0.55f, 0.5f)), pixelsNear(without, QColor::fromRgbF(1.0f, 0.55f, 0.5f)) + 10);
+}

@@ -167,6 +167,26 @@ TEST(TextReport, MissedTargetIsStatedBesideTheMeasurements) {
         << r;
 }
 
+TEST(TextReport, EverySourceEventIsListedWithItsTimecode) {
+    ReportInputs in = sampleMaster();
+    const std::string without = makeTextReport(in);
+    in.channelLabels = {"L", "R"};
+    in.sourceEvents.emplace();
+    const std::string none = makeTextReport(in);
+    EXPECT_NE(none.find("\n\nÉVÉNEMENTS DE LA SOURCE (0)\nAucun dépassement ni écrêtage.\n" + std::string(60, '=')),
+              std::string::npos)
+        << none;
+    for (int k = 0; k < 30; ++k) in.sourceEvents->push_back({EventKind::truePeakOver, 3600.0 + k, 3600.2 + k, 0.44, 1});
+    in.sourceEvents->push_back({EventKind::shortTermOver, 4000.5, 4003.0, -16.26, std::nullopt});
+    const std::string r = makeTextReport(in);
+    EXPECT_NE(r.find("ÉVÉNEMENTS DE LA SOURCE (31)\n01:00:00.00  Dépassement TP    +0.4 dBTP  R\n"), std::string::npos) << r;
+    EXPECT_NE(r.find("\n01:00:29.00  Dépassement TP    +0.4 dBTP  R\n01:06:40.50  Dépassement S    -16.3 LUFS\n"),
+              std::string::npos)
+        << r;
+    // The section is added; nothing else changes.
+    EXPECT_EQ(r.substr(0, r.find("\n\nÉVÉNEMENTS")), without.substr(0, without.rfind('\n' + std::string(60, '='))));
+}
+
 // ---- Writing beside the master ----
 
 namespace {

@@ -23,6 +23,8 @@
 #include "ui/ValueBadge.h"
 #include "ui/VerticalMeter.h"
 #include "ui/WaveformView.h"
+#include "ui/LoudnessHistoryView.h"
+#include "ui/ChannelBarsView.h"
 
 namespace velmora::gallery {
 
@@ -91,6 +93,41 @@ std::unique_ptr<QWidget> waveform(double progress, bool playing, bool empty = fa
     w->setProgress(progress);
     w->setPlaying(playing);
     return sized(std::move(w));
+}
+
+// Ten minutes of programme that breathes around -23 LUFS, with two overs and a clipped passage.
+std::unique_ptr<QWidget> history(bool empty) {
+    auto w = std::make_unique<LoudnessHistoryView>();
+    w->setTargetBand(-23, 1);
+    if (!empty) {
+        auto d = std::make_shared<ProgrammeDetail>();
+        d->sampleRate = 48000;
+        for (int k = 0; k <= 6000; ++k) {
+            const double t = k * 0.1;
+            const double s = -23 + 4 * std::sin(t / 50) + 1.5 * std::sin(t / 6) + (std::fabs(t - 400) < 8 ? 7 : 0);
+            d->history.shortTerm.push_back(k < 30 ? -INFINITY : float(s));
+            d->history.momentary.push_back(k < 4 ? -INFINITY : float(s + 3 * std::sin(t * 1.3)));
+            d->history.integrated.push_back(k < 4 ? -INFINITY : float(-23 + 1.5 * std::exp(-t / 120)));
+        }
+        w->setHistory(d);
+        w->setEvents({{EventKind::truePeakOver, 121.0, 121.6, 0.3, 0},
+                      {EventKind::truePeakOver, 396.0, 404.0, 1.2, 1},
+                      {EventKind::clipping, 398.0, 401.5, 0.0, 1},
+                      {EventKind::shortTermOver, 394.0, 409.0, -15.8, std::nullopt}});
+        w->setPlayhead(250);
+    }
+    return sized(std::move(w), QSize(560, 180));
+}
+
+std::unique_ptr<QWidget> channelBars() {
+    auto w = std::make_unique<ChannelBarsView>();
+    w->setChannels({{QStringLiteral("L"), -26.1, -3.2},
+                    {QStringLiteral("R"), -26.4, -2.9},
+                    {QStringLiteral("C"), -24.0, -0.4},
+                    {QStringLiteral("LFE"), -INFINITY, -8.5},
+                    {QStringLiteral("Ls"), -31.2, -11.0},
+                    {QStringLiteral("Rs"), -31.5, -11.4}});
+    return sized(std::move(w), QSize(260, 120));
 }
 
 std::unique_ptr<QWidget> segmentRow() {
@@ -239,6 +276,9 @@ std::vector<Exhibit> exhibits() {
         {"WaveformView", "start", [] { return waveform(0, false); }},
         {"WaveformView", "playing", [] { return waveform(0.42, true); }},
         {"WaveformView", "empty", [] { return waveform(0, false, true); }},
+        {"LoudnessHistoryView", "overs", [] { return history(false); }},
+        {"LoudnessHistoryView", "empty", [] { return history(true); }},
+        {"ChannelBarsView", "surround", [] { return channelBars(); }},
         {"ValueBadge", "short-term",
          [] { return sized(std::make_unique<ValueBadge>(QStringLiteral("S max"), QStringLiteral("-18.4"), theme::textPrimary)); }},
         {"ValueBadge", "true-peak",

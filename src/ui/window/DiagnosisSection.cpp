@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "model/Model.h"
+#include "ui/window/FigureOrigin.h"
 #include "ui/StudioPanel.h"
 #include "ui/StudioTheme.h"
 #include "ui/window/Controls.h"
@@ -123,11 +124,15 @@ DiagnosisSection::DiagnosisSection(Model& model, QWidget* parent) : QWidget(pare
     summary_->setWordWrap(true);
     count_ = new QLabel(conformityPanel_);
     count_->setFont(theme::monoFont(18, true));
+    conformityOrigin_ = new OriginBadge(model, false, conformityPanel_);
+    conformityPanel_->setHeaderWidget(conformityOrigin_);
     conformity->addWidget(summary_, 1);
     conformity->addWidget(count_);
     outer->addWidget(conformityPanel_);
 
     diagnosisPanel_ = new StudioPanel(QStringLiteral("DIAGNOSTIC MULTI-NORME"), this);
+    diagnosisOrigin_ = new OriginBadge(model, false, diagnosisPanel_);
+    diagnosisPanel_->setHeaderWidget(diagnosisOrigin_);
     auto* diagnosis = new QVBoxLayout(diagnosisPanel_);
     diagnosis->setContentsMargins(0, 0, 0, 0);
     auto* scroll = new QScrollArea(diagnosisPanel_);
@@ -148,7 +153,7 @@ DiagnosisSection::DiagnosisSection(Model& model, QWidget* parent) : QWidget(pare
     diagnosis->addWidget(scroll);
     outer->addWidget(diagnosisPanel_, 1);
 
-    for (auto signal : {&Model::selectedIDChanged, &Model::presetIndexChanged})
+    for (auto signal : {&Model::selectedIDChanged, &Model::presetIndexChanged, &Model::showsMasterChanged})
         connect(&model, signal, this, &DiagnosisSection::refresh);
     connect(&model, &Model::itemChanged, this, [this](const QUuid& id) {
         if (model_.selectedID() == id) refresh();
@@ -158,10 +163,13 @@ DiagnosisSection::DiagnosisSection(Model& model, QWidget* parent) : QWidget(pare
 
 void DiagnosisSection::refresh() {
     const FileItem* item = model_.selectedItem();
-    const bool measured = item && item->measured && !item->multiNormDiagnosis.empty();
+    // The source's diagnosis, or the last master's when the measures show it.
+    const auto checks = shownDiagnosis(model_);
+    const bool measured = item && item->measured && !checks.empty();
     if (measured) {
-        const auto& checks = item->multiNormDiagnosis;
-        summary_->setText(QStringLiteral("Le fichier sans aucune retouche : %1 normes mondiales déjà respectées sur %2")
+        const bool master = storedOrigin(model_) == FigureOrigin::master;
+        summary_->setText((master ? QStringLiteral("Le dernier master : %1 normes mondiales respectées sur %2")
+                                  : QStringLiteral("Le fichier sans aucune retouche : %1 normes mondiales déjà respectées sur %2"))
                               .arg(conformCount(checks))
                               .arg(checks.size()));
         count_->setText(QStringLiteral("%1 / %2").arg(conformCount(checks)).arg(checks.size()));

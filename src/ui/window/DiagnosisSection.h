@@ -15,6 +15,7 @@ class Model;
 class StudioPanel;
 
 namespace window {
+class OriginBadge;
 
 // The 21 lines in two columns: mark, norm, loudness delta, true-peak mark and delta ("%+.1f").
 // The chosen norm's line is highlighted.
@@ -48,6 +49,8 @@ public:
     QLabel* conformityLine() const { return summary_; }
     NormListView* normList() const { return list_; }
     StudioPanel* diagnosisPanel() const { return diagnosisPanel_; }
+    OriginBadge* conformityOrigin() const { return conformityOrigin_; }
+    OriginBadge* diagnosisOrigin() const { return diagnosisOrigin_; }
 
 private:
     void refresh();
@@ -59,6 +62,8 @@ private:
     StudioPanel* diagnosisPanel_;
     NormListView* list_;
     QLabel* empty_;
+    OriginBadge* conformityOrigin_;
+    OriginBadge* diagnosisOrigin_;
 };
 
 }  // namespace window

@@ -8,7 +8,9 @@
 #include <cmath>
 #include <limits>
 
+#include "measurement/EventDetector.h"
 #include "model/Model.h"
+#include "ui/window/FigureOrigin.h"
 #include "norms/Presets.h"
 #include "output/MasterDelivery.h"
 #include "ui/AnalogVUMeter.h"
@@ -52,11 +54,21 @@ QColor verdictColour(double integrated, double target, double tolerance) {
 
 }  // namespace
 
+namespace {
+// "LRA  -33.0 … -23.0": the short-term levels the range lies between, beside it.
+QString rangeLabelFor(const LoudnessResult* m) {
+    if (!m || !m->loudnessRangeLow || !m->loudnessRangeHigh) return QStringLiteral("LRA");
+    return QStringLiteral("LRA  %1 … %2").arg(oneDecimal(*m->loudnessRangeLow), oneDecimal(*m->loudnessRangeHigh));
+}
+}  // namespace
+
 MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent), model_(model) {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     panel_ = new StudioPanel(QStringLiteral("MESURES"), this);
     outer->addWidget(panel_);
+    origin_ = new OriginBadge(model, true, panel_);
+    panel_->setHeaderWidget(origin_);
     auto* panelLayout = new QVBoxLayout(panel_);
     panelLayout->setContentsMargins(0, 0, 0, 0);
     stack_ = new QStackedWidget(panel_);
@@ -123,20 +135,21 @@ MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent
     arrangeBadges();
 
     connect(momentaryMax_, &SeekBadge::activated, this, [this] {
-        if (const auto* i = model_.selectedItem(); i && i->measured) seekTo(i->measured->momentaryMaxSeconds);
+        if (const auto* m = shownMeasure(model_)) seekTo(m->momentaryMaxSeconds);
     });
     connect(shortTermMax_, &SeekBadge::activated, this, [this] {
-        if (const auto* i = model_.selectedItem(); i && i->measured) seekTo(i->measured->shortTermMaxSeconds);
+        if (const auto* m = shownMeasure(model_)) seekTo(m->shortTermMaxSeconds);
     });
     connect(truePeak_, &SeekBadge::activated, this, [this] {
-        if (const auto* i = model_.selectedItem(); i && i->measured) seekTo(i->measured->truePeakSeconds);
+        if (const auto* m = shownMeasure(model_)) seekTo(m->truePeakSeconds);
     });
 
     connect(&model, &Model::itemChanged, this, [this](const QUuid& id) {
         if (model_.selectedID() == id) refresh();
     });
     for (auto signal : {&Model::selectedIDChanged, &Model::targetChanged, &Model::ceilingChanged,
-                        &Model::displayUnitChanged, &Model::presetIndexChanged, &Model::layoutWarningChanged})
+                        &Model::displayUnitChanged, &Model::presetIndexChanged, &Model::layoutWarningChanged,
+                        &Model::showsMasterChanged})
         connect(&model, signal, this, &MeasuresSection::refresh);
     refresh();
 }
@@ -194,8 +207,9 @@ void MeasuresSection::refresh() {
     showReading(target_, target, unit);
     showReading(ceiling_, ceiling, QStringLiteral("dBTP"));
 
-    const LoudnessResult m = item && item->measured ? *item->measured : LoudnessResult{};
-    const bool measured = item && item->measured;
+    const LoudnessResult* shown = shownMeasure(model_);
+    const LoudnessResult m = shown ? *shown : LoudnessResult{};
+    const bool measured = shown != nullptr;
     const double truePeak = measured ? m.truePeakDB : minusInfinity;
     showReading(momentaryMax_, m.momentaryMax, unit);
     momentaryMax_->setSeekable(m.momentaryMaxSeconds.has_value());
@@ -211,6 +225,12 @@ void MeasuresSection::refresh() {
         truePeak_->setColor(peakColour);
     }
     showReading(range_, m.loudnessRange.value_or(minusInfinity), QStringLiteral("LU"));
+    const QString rangeLabel = rangeLabelFor(shown);
+    if (rangeLabel != rangeLabel_) {
+        range_->setLabel(rangeLabel_ = rangeLabel);
+        // A narrow badge shortens its label: the whole of it on hovering.
+        range_->setToolTip(rangeLabel == QStringLiteral("LRA") ? QString() : rangeLabel + QStringLiteral(" LUFS"));
+    }
     if (!live_) showLive(std::nullopt);
     refreshWarnings();
 }
@@ -222,10 +242,11 @@ void MeasuresSection::showLive(const std::optional<LiveMeter::Readings>& reading
     if (live != live_) {
         live_ = live;
         panel_->setGlow(live ? std::optional<QColor>(theme::accent) : std::nullopt);
+        origin_->setLive(live);
     }
-    const FileItem* item = model_.selectedItem();
-    const LoudnessResult m = item && item->measured ? *item->measured : LoudnessResult{};
-    const bool measured = item && item->measured;
+    const LoudnessResult* shown = shownMeasure(model_);
+    const LoudnessResult m = shown ? *shown : LoudnessResult{};
+    const bool measured = shown != nullptr;
     const double integrated = readings ? readings->integrated : m.integratedLUFS;
     const double shortTerm = readings ? readings->shortTerm : m.shortTermMax;
     const double momentary = readings ? readings->momentary : m.integratedLUFS;
@@ -259,6 +280,9 @@ void MeasuresSection::refreshWarnings() {
         lines.emplace_back(QStringLiteral("⚠ ") + QString::fromStdString(targetMissedText(*item->targetMissedLUFS)),
                            theme::zoneAmber);
     if (!model_.layoutWarning().isEmpty()) lines.emplace_back(model_.layoutWarning(), theme::zoneAmber);
+    if (item && item->detail)
+        if (const std::size_t clipped = clippedPassages(*item->detail))
+            lines.emplace_back(QStringLiteral("⚠ Source écrêtée : %1 passages").arg(clipped), theme::zoneRed);
     // New labels lay the panel out again: only when the lines are not those shown.
     if (lines == shownWarnings_) return;
     shownWarnings_ = lines;

@@ -28,6 +28,7 @@ class VerticalMeter;
 namespace window {
 
 class SeekBadge;
+class OriginBadge;
 
 class MeasuresSection : public QWidget {
     Q_OBJECT
@@ -50,9 +51,11 @@ public:
     SeekBadge* truePeakBadge() const { return truePeak_; }
     SeekBadge* samplePeakBadge() const { return samplePeak_; }
     SeekBadge* rangeBadge() const { return range_; }
+    const QString& rangeLabel() const { return rangeLabel_; }
     SeekBadge* targetBadge() const { return target_; }
     SeekBadge* ceilingBadge() const { return ceiling_; }
     QLabel* placeholder() const { return placeholder_; }
+    OriginBadge* origin() const { return origin_; }
     // The warning lines shown now, in order.
     QStringList warnings() const;
 
@@ -81,6 +84,8 @@ private:
     QWidget* warningBox_;
     QVBoxLayout* warningLines_;
     bool live_ = false;
+    OriginBadge* origin_;
+    QString rangeLabel_ = QStringLiteral("LRA");
     QColor integratedColour_, truePeakColour_;
     std::vector<std::pair<QString, QColor>> shownWarnings_;
     QString shownUnit_;
