@@ -60,8 +60,13 @@ public:
     // when they did not all carry the same.
     std::vector<std::uint64_t> declaredPositions() const;
 
-    // Advances to the next decoded frame; the frame stays valid until the next call.
+    // Advances to the next decoded frame; the frame stays valid until the next call. A read or
+    // decoding error after good frames ends the stream there (truncated()); before any, it is
+    // an error.
     Pull pull();
+    bool truncated() const { return truncated_; }
+    // Whether estimatedLength() is the container's exact word rather than a guess.
+    bool lengthIsExact() const;
     std::size_t frameLength() const;
     int frameChannelCount() const;
     int frameSampleRate() const;
@@ -70,6 +75,7 @@ public:
 
 private:
     void notePositions();
+    Pull cut();
 
     Status status_ = Status::cannotOpen;
     std::unique_ptr<AVFormatContext, FormatContextCloser> format_;
@@ -80,6 +86,7 @@ private:
     int pcmFrameBytes_ = 0;  // bytes per frame of plain PCM, 0 for anything else
     bool flushing_ = false;
     bool decodedAny_ = false;
+    bool truncated_ = false;
     bool positionsVary_ = false;
     std::vector<std::uint64_t> framePositions_;  // those of the first decoded frame
     std::vector<std::uint64_t> scratchPositions_;

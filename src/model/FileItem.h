@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "audio/SourceStamp.h"
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
 #include "norms/Diagnosis.h"
@@ -54,6 +55,7 @@ struct FileItem {
     std::optional<InversionWarning> inversionWarning;
     double protectionAppliedDB = 0;
     std::optional<double> targetMissedLUFS;  // of the last master made from it, see DeliveryReport
+    QString reportProblem;  // a report of its last master that could not be written, in a few words
     std::vector<NormCheck> multiNormDiagnosis;
     std::vector<float> waveformPeaks;
     std::vector<float> spectrumBins;
@@ -61,6 +63,8 @@ struct FileItem {
     double curveStep = 1.0;
     std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
     std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with
+    std::optional<SourceStamp> sourceStamp;  // the file as it was when analysed
+    bool truncated = false;                  // cut short: measured up to the cut
 
     bool hasAudio() const { return channelTotal > 0; }
     std::size_t channelCount() const { return channelTotal; }

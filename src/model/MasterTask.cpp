@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <new>
+#include <sys/statvfs.h>
 
 #include "audio/AudioFileReader.h"
 #include "output/VideoRemux.h"
@@ -16,11 +17,12 @@
 
 namespace velmora {
 
-void ReportWriter::start(MasterTask task, MasterOutcome outcome) {
+void ReportWriter::start(MasterTask task, MasterOutcome outcome, std::function<void(QString)> done) {
     finish();
-    running_ = std::async(std::launch::async, [task = std::move(task), outcome = std::move(outcome)] {
-        writeReports(task, outcome);
-    });
+    running_ = std::async(std::launch::async,
+                          [task = std::move(task), outcome = std::move(outcome), done = std::move(done)] {
+                              done(writeReports(task, outcome));
+                          });
 }
 
 void ReportWriter::finish() {
@@ -50,20 +52,54 @@ ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const
     in.beforeShortTerm = task.beforeCurve;
     in.afterShortTerm = d.afterShortTerm;
     in.targetMissedLUFS = d.targetMissedLUFS;
+    in.sourceTruncated = task.truncated;
     return in;
 }
 
 }  // namespace
 
-void writeReports(const MasterTask& task, const MasterOutcome& outcome) {
-    if (!outcome.reportInputs) return;
-    // A report that cannot be written costs nothing but itself: the master is already safe.
-    try {
-        if (task.textReport) (void)writeReport(outcome.writtenPath, "txt", makeTextReport(*outcome.reportInputs));
-        if (task.pdfReport)
-            (void)writeReport(outcome.writtenPath, "pdf", makePDFReport(*outcome.reportInputs, task.language));
-    } catch (const std::bad_alloc&) {
+namespace {
+
+// Why a report is not on disk, in a few words: the disk's fault only when the disk is full.
+QString reportProblem(const LoudnessError& error, const std::string& masterPath, std::size_t bytes) {
+    switch (error.code) {
+    case LoudnessError::Code::diskAccess: return QStringLiteral("accès au dossier refusé");
+    case LoudnessError::Code::nameTooLong: return QStringLiteral("nom trop long");
+    case LoudnessError::Code::tooLarge: return QStringLiteral("mémoire insuffisante");
+    default: break;
     }
+    struct statvfs disk {};
+    const std::string folder = std::filesystem::path(masterPath).parent_path().native();
+    if (::statvfs(folder.empty() ? "." : folder.c_str(), &disk) == 0 &&
+        double(disk.f_bavail) * double(disk.f_frsize) < double(bytes) + 65536.0)
+        return QStringLiteral("disque plein");
+    return QStringLiteral("erreur d'écriture");
+}
+
+}  // namespace
+
+QString writeReports(const MasterTask& task, const MasterOutcome& outcome) {
+    if (!outcome.reportInputs) return {};
+    // A report that cannot be written costs nothing but itself: the master is already safe. It
+    // is said, never skipped in silence.
+    QStringList problems;
+    auto write = [&](const char* kind, const char* extension, auto make) {
+        std::string bytes;
+        std::optional<LoudnessError> error;
+        try {
+            bytes = make();
+            error = writeReport(outcome.writtenPath, extension, bytes);
+        } catch (const std::bad_alloc&) {
+            error = LoudnessError{LoudnessError::Code::tooLarge};
+        }
+        if (error)
+            problems << QStringLiteral("rapport %1 non écrit : %2")
+                            .arg(QLatin1String(kind), reportProblem(*error, outcome.writtenPath, bytes.size()));
+    };
+    if (task.textReport) write("texte", "txt", [&] { return makeTextReport(*outcome.reportInputs); });
+    if (task.pdfReport)
+        write("PDF", "pdf", [&] { return makePDFReport(*outcome.reportInputs, task.language); });
+    return problems.join(QStringLiteral(" · "));
 }
 
 Expected<std::shared_ptr<const Channels>> samplesFor(std::shared_ptr<const Channels> held, const std::string& path) {
@@ -127,11 +163,17 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     }
     request.write.destination = soundPath;
 
+    // The master, its report and its name must all describe the audio that was analysed.
+    if (changedSince(task.sourceStamp, task.sourcePath)) {
+        outcome.error = QString::fromStdString(LoudnessError{LoudnessError::Code::sourceChanged}.message());
+        return outcome;
+    }
     const auto source =
         programmeFor(task.channels, task.sourcePath, isVideoPath(task.sourcePath), task.channelCount, task.frames, task.sampleRate);
     auto delivered = deliverMaster(*source, task.weights, request, progress);
     if (!delivered) {
         outcome.error = QString::fromStdString(delivered.error().message());
+        outcome.interrupted = delivered.error().code == LoudnessError::Code::interrupted;
         return outcome;
     }
     if (task.isVideo) {

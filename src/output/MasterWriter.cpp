@@ -11,6 +11,7 @@
 
 #include "mastering/RateConverter.h"
 #include "output/BlockEncoder.h"
+#include "output/Interruption.h"
 #include "output/PendingFile.h"
 
 namespace velmora {
@@ -102,6 +103,7 @@ struct RawWriter {
 
     static bool write(void* context, const unsigned char* bytes, std::size_t count) {
         auto& self = *static_cast<RawWriter*>(context);
+        if (interruptRequested()) return false;  // the file goes with the pending file
         if (sf_write_raw(self.file, bytes, sf_count_t(count)) != sf_count_t(count)) return false;
         self.unflushed += count;
         if (self.unflushed >= writebackBytes) {
@@ -263,6 +265,7 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
     }
     if (sf_error(file.get()) != SF_ERR_NO_ERROR && !failure) failure = cannotWrite;
     if (sf_close(file.release()) != 0 && !failure) failure = cannotWrite;
+    if (interruptRequested()) return LoudnessError{LoudnessError::Code::interrupted};
     if (failure) return *failure;
     const bool accepted = !observer || observer->acceptWrite();
     if (accepted)

@@ -92,6 +92,7 @@ struct Words {
     const char* lraTarget;
     const char* scanCaption;
     const char* generatedOn;
+    const char* truncated;  // after the duration of a source cut short
 };
 
 constexpr Words french{
@@ -137,6 +138,7 @@ constexpr Words french{
     "cible",
     "Scanner pour la norme officielle",
     "Généré le ",
+    " (tronqué)",
 };
 
 constexpr Words english{
@@ -183,6 +185,7 @@ constexpr Words english{
     "target",
     "Scan for the official standard",
     "Generated on ",
+    " (truncated)",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -332,7 +335,8 @@ private:
 
         const double quarter = (marginRight - 14 - x0) / 4;
         fact(x0, 162, quarter - 10, w_.channels, channelFormat(in_.channelCount, w_));
-        fact(x0 + quarter, 162, quarter - 10, w_.duration, durationText(in_.durationSeconds));
+        fact(x0 + quarter, 162, quarter - 10, w_.duration,
+             durationText(in_.durationSeconds) + (in_.sourceTruncated ? qs(w_.truncated) : QString()));
         fact(xMid, 162, quarter - 10, w_.sampleRate, qs(formatOneDecimal(in_.sampleRate / 1000.0)) + " kHz");
         fact(xMid + quarter, 162, quarter - 10, "Format", qs(bits));
 
