@@ -10,6 +10,7 @@
 #include <sys/statvfs.h>
 
 #include "audio/AudioFileReader.h"
+#include "output/PendingFile.h"
 #include "output/VideoRemux.h"
 #include "reports/PDFReport.h"
 #include "reports/ReportFile.h"
@@ -154,12 +155,22 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     request.sourceTruePeakDB = task.sourceTruePeakDB;
 
     std::string soundPath = task.destination;
+    // The sound of a video: a file without a name, gone with the process however it ends.
+    std::optional<ScratchFile> scratch =
+        task.isVideo ? ScratchFile::create(QFile::encodeName(QDir::tempPath()).toStdString()) : std::nullopt;
+    bool namedSound = false;
     if (task.isVideo) {
         // The sound goes under the picture afterwards; WAV keeps it exactly as written.
-        soundPath = QDir(QDir::tempPath())
-                        .filePath("velmora_" + QUuid::createUuid().toString(QUuid::WithoutBraces) + ".wav")
-                        .toStdString();
         request.write.format = FileFormat::wav;
+        if (scratch) {
+            soundPath = scratch->path();
+            request.write.scratchFd = scratch->fd();
+        } else {
+            soundPath = QFile::encodeName(QDir(QDir::tempPath()).filePath(
+                                              "velmora_" + QUuid::createUuid().toString(QUuid::WithoutBraces) + ".wav"))
+                            .toStdString();
+            namedSound = true;
+        }
     }
     request.write.destination = soundPath;
 
@@ -178,7 +189,9 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     }
     if (task.isVideo) {
         auto failure = remuxVideoMaster(task.sourcePath, soundPath, task.destination);
-        QFile::remove(QString::fromStdString(soundPath));
+        std::error_code ignored;
+        if (namedSound) std::filesystem::remove(soundPath, ignored);
+        scratch.reset();
         if (failure) {
             outcome.error = QString::fromStdString(failure->message);
             return outcome;

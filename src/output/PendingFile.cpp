@@ -216,9 +216,23 @@ Expected<PendingFile> PendingFile::create(const std::filesystem::path& destinati
     return file;
 }
 
-void PendingFile::startWriteback() const {
-    if (fd_ >= 0) ::sync_file_range(fd_, 0, 0, SYNC_FILE_RANGE_WRITE);
+void PendingFile::startWriteback(int fd) {
+    if (fd >= 0) ::sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
+
+std::optional<ScratchFile> ScratchFile::create(const std::filesystem::path& folder) {
+    const int fd = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fd < 0) return std::nullopt;
+    return ScratchFile(fd);
+}
+
+ScratchFile::ScratchFile(ScratchFile&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+
+ScratchFile::~ScratchFile() {
+    if (fd_ >= 0) ::close(fd_);
+}
+
+std::string ScratchFile::path() const { return "/proc/self/fd/" + std::to_string(fd_); }
 
 std::optional<LoudnessError> PendingFile::commit() {
     // Some file systems report a full disk only when the data reaches it.

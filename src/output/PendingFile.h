@@ -31,7 +31,8 @@ public:
     const std::filesystem::path& path() const { return path_; }
     bool unnamed() const { return unnamed_; }
     // Starts writing back what has been written so far, so the final flush has little left.
-    void startWriteback() const;
+    void startWriteback() const { startWriteback(fd_); }
+    static void startWriteback(int fd);
     // Flushes, closes and puts the file in place of the destination; on failure nothing is left.
     std::optional<LoudnessError> commit();
 
@@ -42,6 +43,24 @@ private:
     int fd_ = -1;
     std::filesystem::path path_, destination_;
     bool unnamed_ = false;
+};
+
+// A file without a name for work files (the sound of a video master before it goes under the
+// picture): it vanishes with its descriptor, even when the process is killed. Nothing when the
+// folder's file system cannot make unnamed files.
+class ScratchFile {
+public:
+    static std::optional<ScratchFile> create(const std::filesystem::path& folder);
+    ScratchFile(ScratchFile&& other) noexcept;
+    ScratchFile& operator=(ScratchFile&&) = delete;
+    ~ScratchFile();
+    int fd() const { return fd_; }
+    // /proc/self/fd/N: opens this same file, for readers and writers that want a path.
+    std::string path() const;
+
+private:
+    explicit ScratchFile(int fd) : fd_(fd) {}
+    int fd_ = -1;
 };
 
 // Folder refused → diskAccess; a name too long → nameTooLong; anything else (missing folder,

@@ -129,6 +129,34 @@ TEST(Debris, KilledAtAnyMomentAMasterLeavesNothingBehind) {
     std::printf("%d of 8 masters finished before their kill\n", finished);
 }
 
+TEST(Debris, KilledDuringAVideoMasterLeavesNoSoundBehind) {
+    ScratchDir dir;
+    ASSERT_TRUE(ffmpeg("-f lavfi -i testsrc=size=160x120:rate=25:duration=60 -f lavfi -i "
+                       "sine=frequency=440:duration=60:sample_rate=48000 -c:v mpeg4 -c:a pcm_s16le " +
+                       shellQuote((dir / "film.mov").string())));
+    fs::create_directories(dir / "tmp");
+    const char* saved = std::getenv("TMPDIR");
+    const std::string savedValue = saved ? saved : "";
+    ::setenv("TMPDIR", (dir / "tmp").c_str(), 1);  // where the master's sound waits for the picture
+    std::mt19937 random(11);
+    for (int round = 0; round < 5; ++round) {
+        const fs::path out = dir / ("out" + std::to_string(round));
+        Running batch({"batch", (dir / "film.mov").string(), "-o", out.string(), "--rate", "192000"}, dir / "log");
+        std::this_thread::sleep_for(std::chrono::milliseconds(300 + random() % 2500));
+        batch.signal(SIGKILL);
+        batch.wait();
+        SCOPED_TRACE("round " + std::to_string(round));
+        for (const auto& name : entries(dir / "tmp"))  // Qt keeps its runtime folder there too
+            EXPECT_EQ(name, "runtime-root") << "no sound of the master left behind";
+        if (fs::exists(out)) {
+            const auto left = entries(out);
+            EXPECT_TRUE(left.empty() || left == std::vector<std::string>{"film_master_-23LUFS_LRA0.mov"}) << left.front();
+        }
+    }
+    if (saved) ::setenv("TMPDIR", savedValue.c_str(), 1);
+    else ::unsetenv("TMPDIR");
+}
+
 TEST(Debris, OnlyTheTemporariesOfWritersThatAreGoneAreSwept) {
     ScratchDir dir;
     std::ofstream(dir / ".m.wav.velmora-AbC123.tmp") << "left by a writer killed long ago";
