@@ -10,6 +10,7 @@
 #include <sys/statvfs.h>
 
 #include "audio/AudioFileReader.h"
+#include "model/MasterNames.h"
 #include "output/PendingFile.h"
 #include "output/VideoRemux.h"
 #include "reports/PDFReport.h"
@@ -35,7 +36,7 @@ namespace {
 ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const std::string& masterPath) {
     ReportInputs in;
     in.sourceName = task.sourceName.toStdString();
-    in.exportedName = std::filesystem::path(masterPath).filename().string();
+    in.exportedName = displayName(std::filesystem::path(masterPath).filename().native()).toStdString();
     in.channelCount = int(d.written.channels);
     in.sampleRate = d.written.sampleRate;
     in.bitDepth = bits(task.depth);

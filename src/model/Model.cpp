@@ -13,6 +13,7 @@
 #include "audio/LiveMonitor.h"
 #include "mastering/OnlineMasteringStreamer.h"
 #include "model/FilePlayback.h"
+#include "model/MasterNames.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Presets.h"
 #include <pthread.h>
@@ -190,7 +191,7 @@ void Model::queuePaths(const std::vector<std::string>& paths) {
         if (known) continue;
         FileItem item;
         item.url = url;
-        item.name = QFile::decodeName(QByteArray::fromStdString(std::filesystem::path(url).filename().native()));
+        item.name = displayName(std::filesystem::path(url).filename().native());
         item.isVideo = isVideoPath(url);
         queue_.push_back(std::move(item));
         ++added;
