@@ -201,15 +201,15 @@ FfmpegDecoder::Pull FfmpegDecoder::pull() {
             return Pull::frame;
         }
         if (result == AVERROR_EOF) return Pull::end;
-        if (result != AVERROR(EAGAIN) || flushing_) return cut();
+        if (result != AVERROR(EAGAIN) || flushing_) return cut(result);
 
         result = av_read_frame(format_.get(), packet_.get());
         if (result == AVERROR_EOF) {
             flushing_ = true;
-            if (avcodec_send_packet(codec_.get(), nullptr) < 0) return cut();
+            if (const int sent = avcodec_send_packet(codec_.get(), nullptr); sent < 0) return cut(sent);
             continue;
         }
-        if (result < 0) return cut();
+        if (result < 0) return cut(result);
         if (packet_->stream_index == stream_->index) {
             // A truncated file ends in the middle of a frame, which the PCM decoder would
             // reject; the whole frames before it are still good.
@@ -217,14 +217,17 @@ FfmpegDecoder::Pull FfmpegDecoder::pull() {
             if (packet_->size > 0) result = avcodec_send_packet(codec_.get(), packet_.get());
         }
         av_packet_unref(packet_.get());
-        if (result < 0) return cut();
+        if (result < 0) return cut(result);
     }
 }
 
 // A file that stops making sense after good audio was cut there (a recorder that crashed, a
 // copy that did not finish): what came before is the programme, as far as it goes.
-FfmpegDecoder::Pull FfmpegDecoder::cut() {
-    if (!decodedAny_) return Pull::error;
+FfmpegDecoder::Pull FfmpegDecoder::cut(int error) {
+    // Only data that stops making sense is a cut; a failure of the machine (memory, a disk that
+    // cannot be read) stays an error.
+    const bool damaged = error == AVERROR_INVALIDDATA || error == AVERROR_EOF || error == AVERROR(EAGAIN);
+    if (!decodedAny_ || !damaged) return Pull::error;
     truncated_ = true;
     return Pull::end;
 }

@@ -75,7 +75,7 @@ public:
 
 private:
     void notePositions();
-    Pull cut();
+    Pull cut(int error);
 
     Status status_ = Status::cannotOpen;
     std::unique_ptr<AVFormatContext, FormatContextCloser> format_;
