@@ -157,6 +157,11 @@ private:
         if (listener_ && decoded > announced) listener_->framesDecoded(audio_, announced, decoded);
         quiesce();
         shrinkTo(streaming_ ? 0 : decoded);
+        // Short of its stated length by more than a codec's padding: cut, even where the
+        // container ended cleanly at the cut.
+        const double got = double(total + decoded);
+        audio_.truncated = decoder.truncated() ||
+                           (decoder.lengthIsExact() && double(expected) - got > std::max(0.5 * audio_.sampleRate, 0.01 * got));
         audio_.declaredPositions = decoder.declaredPositions();
         if (int(audio_.declaredPositions.size()) != channelCount) audio_.declaredPositions.clear();
         return std::move(audio_);

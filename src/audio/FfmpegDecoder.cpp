@@ -1,6 +1,7 @@
 #include "audio/FfmpegDecoder.h"
 
 #include <algorithm>
+#include <string_view>
 #include <mutex>
 
 #include "audio/SampleConversion.h"
@@ -200,15 +201,15 @@ FfmpegDecoder::Pull FfmpegDecoder::pull() {
             return Pull::frame;
         }
         if (result == AVERROR_EOF) return Pull::end;
-        if (result != AVERROR(EAGAIN) || flushing_) return Pull::error;
+        if (result != AVERROR(EAGAIN) || flushing_) return cut(result);
 
         result = av_read_frame(format_.get(), packet_.get());
         if (result == AVERROR_EOF) {
             flushing_ = true;
-            if (avcodec_send_packet(codec_.get(), nullptr) < 0) return Pull::error;
+            if (const int sent = avcodec_send_packet(codec_.get(), nullptr); sent < 0) return cut(sent);
             continue;
         }
-        if (result < 0) return Pull::error;
+        if (result < 0) return cut(result);
         if (packet_->stream_index == stream_->index) {
             // A truncated file ends in the middle of a frame, which the PCM decoder would
             // reject; the whole frames before it are still good.
@@ -216,7 +217,7 @@ FfmpegDecoder::Pull FfmpegDecoder::pull() {
             if (packet_->size > 0) result = avcodec_send_packet(codec_.get(), packet_.get());
         }
         av_packet_unref(packet_.get());
-        if (result < 0) return Pull::error;
+        if (result < 0) return cut(result);
     }
 }
 
@@ -235,6 +236,25 @@ std::optional<std::int64_t> FfmpegDecoder::frameStart() const {
     if (pts == AV_NOPTS_VALUE || sampleRate() <= 0) return std::nullopt;
     const std::int64_t origin = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
     return av_rescale_q(pts - origin, stream_->time_base, AVRational{1, sampleRate()});
+}
+
+// A file that stops making sense after good audio was cut there (a recorder that crashed, a
+// copy that did not finish): what came before is the programme, as far as it goes.
+FfmpegDecoder::Pull FfmpegDecoder::cut(int error) {
+    // Only data that stops making sense is a cut; a failure of the machine (memory, a disk that
+    // cannot be read) stays an error.
+    const bool damaged = error == AVERROR_INVALIDDATA || error == AVERROR_EOF || error == AVERROR(EAGAIN);
+    if (!decodedAny_ || !damaged) return Pull::error;
+    truncated_ = true;
+    return Pull::end;
+}
+
+bool FfmpegDecoder::lengthIsExact() const {
+    // Lossless and sample-table containers state their length to the frame; the length of an
+    // MP3 or a stream without an index is only a guess.
+    if (!format_ || !format_->iformat || !format_->iformat->name) return false;
+    const std::string_view name = format_->iformat->name;
+    return name == "flac" || name.starts_with("mov,mp4") || name == "wav" || name == "aiff" || name == "w64";
 }
 
 std::size_t FfmpegDecoder::frameLength() const { return std::size_t(std::max(frame_->nb_samples, 0)); }

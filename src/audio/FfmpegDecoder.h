@@ -61,7 +61,9 @@ public:
     // when they did not all carry the same.
     std::vector<std::uint64_t> declaredPositions() const;
 
-    // Advances to the next decoded frame; the frame stays valid until the next call.
+    // Advances to the next decoded frame; the frame stays valid until the next call. A read or
+    // decoding error after good frames ends the stream there (truncated()); before any, it is
+    // an error.
     Pull pull();
     // Moves to the container's nearest seek point at or before `sample` (counted at the stream's
     // rate from the container's start) and empties the decoder; frames then come from there.
@@ -72,6 +74,9 @@ public:
     std::optional<std::int64_t> frameStart() const;
     // Uncompressed samples: every frame decodes on its own, from wherever reading starts.
     bool plainPcm() const { return pcmFrameBytes_ > 0; }
+    bool truncated() const { return truncated_; }
+    // Whether estimatedLength() is the container's exact word rather than a guess.
+    bool lengthIsExact() const;
     std::size_t frameLength() const;
     int frameChannelCount() const;
     int frameSampleRate() const;
@@ -80,6 +85,7 @@ public:
 
 private:
     void notePositions();
+    Pull cut(int error);
 
     Status status_ = Status::cannotOpen;
     std::unique_ptr<AVFormatContext, FormatContextCloser> format_;
@@ -90,6 +96,7 @@ private:
     int pcmFrameBytes_ = 0;  // bytes per frame of plain PCM, 0 for anything else
     bool flushing_ = false;
     bool decodedAny_ = false;
+    bool truncated_ = false;
     bool positionsVary_ = false;
     std::vector<std::uint64_t> framePositions_;  // those of the first decoded frame
     std::vector<std::uint64_t> scratchPositions_;

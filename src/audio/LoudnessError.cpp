@@ -23,6 +23,10 @@ std::string LoudnessError::message() const {
         return "Master trop volumineux pour le format AIFF (4 Go au plus) : choisissez le format WAV.";
     case Code::rateConversion: return "Conversion de la fréquence d'échantillonnage impossible.";
     case Code::nothingToWrite: return "Aucun échantillon à écrire.";
+    case Code::nameTooLong: return "Nom de fichier trop long pour le système de fichiers : choisissez un nom plus court.";
+    case Code::interrupted: return "Interrompu avant la fin : rien n'a été écrit.";
+    case Code::targetNotReached:
+        return "Le master écrit n'atteint pas sa cible de sonie : il n'a pas été enregistré.";
     }
     return {};
 }

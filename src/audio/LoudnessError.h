@@ -26,6 +26,12 @@ struct LoudnessError {
         sourceChanged,
         // A video source whose picture a movie cannot carry as it is (or that has none).
         pictureNotCarried,
+        // A destination whose name is longer than its file system allows.
+        nameTooLong,
+        // SIGINT or SIGTERM stopped the write; nothing was left behind.
+        interrupted,
+        // The master as written misses its target although nothing said it would.
+        targetNotReached,
     };
     Code code;
     int channelCount = 0;  // payload of tooManyChannels only

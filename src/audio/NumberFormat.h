@@ -26,4 +26,11 @@ inline std::string formatOneDecimal(double value) { return formatFixed(value, 1)
 // Same text as printf "%+.1f" in the "C" locale.
 inline std::string formatSignedOneDecimal(double value) { return formatSignedFixed(value, 1); }
 
+// The shortest text that reads back to the same double ("-40", "0.3", "1e-05"), in the "C" locale.
+inline std::string formatShortest(double value) {
+    char buffer[64];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    return std::string(buffer, result.ptr);
+}
+
 }  // namespace velmora

@@ -25,6 +25,8 @@ struct PlanarAudio {
     double sampleRate = 0.0;  // Hz
     // One speaker bit per channel when the file declares its layout; empty when it does not.
     std::vector<std::uint64_t> declaredPositions;
+    // The file ended before its own length: decoded as far as it goes (a recording cut short).
+    bool truncated = false;
 
     std::size_t channelCount() const { return channels.size(); }
     std::size_t frameCount() const { return channels.empty() ? 0 : channels.front().size(); }

@@ -115,6 +115,7 @@ void printJson(const Outcome& o) {
         const auto& a = *o.analysis;
         const auto& r = a.result;
         j.field("channels", a.channelCount).field("sampleRate", a.sampleRate).field("durationSeconds", a.durationSeconds());
+        j.field("truncated", a.truncated);
         j.field("integratedLUFS", r.integratedLUFS).field("loudnessRange", r.loudnessRange);
         j.field("truePeakDB", r.truePeakDB).field("momentaryMax", r.momentaryMax).field("shortTermMax", r.shortTermMax);
         j.field("programmeLUFS", r.programmeLUFS);
@@ -133,9 +134,9 @@ void printJson(const Outcome& o) {
             j.null();
         }
     } else {
-        for (const char* k : {"channels", "sampleRate", "durationSeconds", "integratedLUFS", "loudnessRange", "truePeakDB",
-                              "momentaryMax", "shortTermMax", "programmeLUFS", "lraLow", "lraHigh", "channelsDetail", "events",
-                              "plr", "psr", "inversionWarning"})
+        for (const char* k : {"channels", "sampleRate", "durationSeconds", "truncated", "integratedLUFS", "loudnessRange",
+                              "truePeakDB", "momentaryMax", "shortTermMax", "programmeLUFS", "lraLow", "lraHigh",
+                              "channelsDetail", "events", "plr", "psr", "inversionWarning"})
             j.key(k).null();
     }
     j.key("norms").beginArray();

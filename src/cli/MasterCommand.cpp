@@ -14,6 +14,7 @@
 #include "model/MasterNames.h"
 #include "audio/NumberFormat.h"
 #include "norms/Presets.h"
+#include "output/Interruption.h"
 #include "output/MasterDelivery.h"
 
 namespace velmora::cli {
@@ -48,7 +49,8 @@ int runMaster(Args& args) {
     settings.dialogueGating = effectiveGatingMode(o.measure.gating, presetAt(o.measure.norm)) == GatingMode::dialog;
 
     // A named file's container is its extension's: a --format that says otherwise is a mistake.
-    const bool namesFolder = o.output.ends_with('/') || std::filesystem::is_directory(o.output);
+    std::error_code ec;  // a name the file system cannot hold is said when the master is written
+    const bool namesFolder = o.output.ends_with('/') || std::filesystem::is_directory(o.output, ec);
     if (!namesFolder && o.formatGiven && formatForPath(o.output) != o.format)
         throw UsageError("--format " + std::string(o.format == FileFormat::wav ? "wav" : "aiff") +
                          " contradicts -o " + o.output + " (.aif/.aiff is AIFF, any other extension WAV)");
@@ -80,12 +82,13 @@ int runMaster(Args& args) {
     // The master reads the file again rather than holding it: a film costs a few blocks.
     const FileProgramme programme(source, analysed->isVideo, std::size_t(analysed->channelCount), analysed->frameCount,
                                   analysed->sampleRate);
+    stopOnInterruptSignals();  // Ctrl-C ends the write, which leaves nothing, then the command
     auto delivered = deliverMaster(programme, analysed->weights, request, [&](double f) { bar.update(0.2 + 0.8 * f); });
     bar.finish();
     if (!delivered) {
         printMeasurementTable(std::cout, {&analysed->result}, unit, {"AVANT"});
         std::cout << "Échec enregistrement : " << delivered.error().message() << '\n';
-        return 1;
+        return interruptRequested() ? 128 + interruptSignal() : 1;
     }
     const auto& d = *delivered;
     printMeasurementTable(std::cout, {&analysed->result, &d.after}, unit, {"AVANT", "APRÈS"});

@@ -14,6 +14,7 @@
 #include "cli/Settings.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
+#include "output/Interruption.h"
 #include "output/MasterDelivery.h"
 
 namespace velmora::cli {
@@ -35,6 +36,9 @@ std::unique_ptr<QGuiApplication> headlessApplication() {
     static char* argv[] = {name, nullptr};
     return std::make_unique<QGuiApplication>(argc, argv);
 }
+
+// The file's name as the file system has it, so a script can find it whatever its encoding.
+std::string nameOf(const FileItem& item) { return std::filesystem::path(item.url).filename().native(); }
 
 void waitUntilIdle(Model& model) {
     if (!model.busy()) return;
@@ -99,8 +103,7 @@ struct HeadlessSession {
 
 // Queues the inputs as the open panel would and waits for their analysis; prints one line per
 // file. Returns how many could not be read or measured.
-int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::string>& inputs) {
-    for (const auto& i : inputs) choosers.files << QString::fromStdString(i);
+int analyseInputs(Model& model, const std::vector<std::string>& inputs) {
     std::unique_ptr<ProgressBar> bar;
     QObject::connect(&model, &Model::analyzingNameChanged, [&] {
         bar.reset();
@@ -109,7 +112,7 @@ int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::
     QObject::connect(&model, &Model::analyzeCurrentChanged, [&] {
         if (bar) bar->update(model.analyzeCurrent());
     });
-    model.openFiles();
+    model.addPaths(inputs);  // the arguments' bytes, UTF-8 or not
     if (model.queue().empty()) {
         std::cout << model.globalStatus().toStdString() << '\n';
         return 1;
@@ -120,7 +123,7 @@ int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::
     QObject::disconnect(&model, &Model::analyzeCurrentChanged, nullptr, nullptr);
     int failed = 0;
     for (const auto& item : model.queue()) {
-        std::cout << item.name.toStdString() << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString()
+        std::cout << nameOf(item) << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString()
                   << '\n';
         failed += item.status != ItemStatus::ready;
     }
@@ -149,7 +152,15 @@ private:
 
 void printFailures(const Model& model) {
     for (const auto& f : model.lastBatchFailures())
-        std::cout << "  Échec · " << f.name.toStdString() << " : " << f.message.toStdString() << '\n';
+        std::cout << (f.reportOnly ? "  Rapport · " : "  Échec · ") << f.name.toStdString() << " : "
+                  << f.message.toStdString() << '\n';
+}
+
+// Ctrl-C and SIGTERM end the job after the file being written is removed; the summary of what
+// was done is printed all the same, and the exit status says which signal it was.
+int exitStatus(bool failed) {
+    if (const int signal = interruptSignal()) return 128 + signal;
+    return failed ? 1 : 0;
 }
 
 }  // namespace
@@ -163,24 +174,27 @@ int runBatch(Args& args) {
 
     HeadlessSession session(o, reports);
     Model& model = session.model;
-    const int unreadable = analyseInputs(model, session.choosers, inputs);
+    const int unreadable = analyseInputs(model, inputs);
 
     JobProgress progress(model, &Model::processingName, &Model::processingNameChanged);
     QObject::connect(&model, &Model::itemChanged, [&](const QUuid& id) {
         const FileItem* item = model.item(id);
         if (!item || (item->status != ItemStatus::mastered && item->status != ItemStatus::failed)) return;
         progress.finish();
-        std::cout << item->name.toStdString() << " : " << statusText(item->status).toStdString();
+        std::cout << nameOf(*item) << " : " << statusText(item->status).toStdString();
         if (item->status == ItemStatus::mastered && item->targetMissedLUFS)
             std::cout << " · " << targetMissedText(*item->targetMissedLUFS);
-        std::cout << '\n';
+        if (item->status == ItemStatus::mastered && !item->reportProblem.isEmpty())
+            std::cout << " · " << item->reportProblem.toStdString();
+        std::cout << std::endl;  // a script watching the output sees each file as it is done
     });
+    stopOnInterruptSignals();
     model.exportBatch();
     waitUntilIdle(model);
     progress.finish();
     printFailures(model);
     std::cout << model.globalStatus().toStdString() << '\n';
-    return unreadable > 0 || !model.lastBatchFailures().empty() ? 1 : 0;
+    return exitStatus(unreadable > 0 || !model.lastBatchFailures().empty());
 }
 
 int runMultimaster(Args& args) {
@@ -216,7 +230,7 @@ int runMultimaster(Args& args) {
 
     HeadlessSession session(o, reports);
     Model& model = session.model;
-    if (analyseInputs(model, session.choosers, inputs) > 0) return 1;
+    if (analyseInputs(model, inputs) > 0) return 1;
 
     model.setMultiMasterPresetIndices(norms);
     JobProgress progress(model, &Model::multiMasterCurrentLabel, &Model::multiMasterCurrentLabelChanged);
@@ -224,19 +238,20 @@ int runMultimaster(Args& args) {
         static const QRegularExpression step(QStringLiteral("^Multi-Master \\d+/\\d+ · "));
         if (step.match(model.globalStatus()).hasMatch()) {
             progress.finish();
-            std::cout << model.globalStatus().toStdString() << '\n';
+            std::cout << model.globalStatus().toStdString() << std::endl;
         }
     });
+    stopOnInterruptSignals();
     model.startMultiMaster();
     waitUntilIdle(model);
     progress.finish();
     printFailures(model);
     if (!model.busy() && !model.globalStatus().startsWith("Multi-Master terminé")) {
         std::cout << model.globalStatus().toStdString() << '\n';
-        return 1;
+        return exitStatus(true);
     }
     std::cout << model.globalStatus().toStdString() << '\n';
-    return model.lastBatchFailures().empty() ? 0 : 1;
+    return exitStatus(!model.lastBatchFailures().empty());
 }
 
 }  // namespace velmora::cli

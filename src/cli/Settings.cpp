@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "mastering/ParamRanges.h"
 #include "model/MasterParamsJson.h"
 #include "norms/Presets.h"
 
@@ -57,6 +58,13 @@ MasterParams readParamsFile(const std::string& path) {
     // std::ifstream rather than QFile: the path's bytes are used as given, UTF-8 or not.
     const auto params = in ? masterParamsFromJson(QByteArray::fromStdString(text.str())) : std::nullopt;
     if (!params) throw UsageError("--params: " + path + " is not a complete chain settings object (35 keys)");
+    // A value no control can reach is a mistake in the file, not a setting to guess at.
+    const auto wrong = outOfRange(*params);
+    if (!wrong.empty()) {
+        std::string list;
+        for (const auto& w : wrong) list += (list.empty() ? "" : "; ") + describe(w);
+        throw UsageError("--params: " + path + ": " + list);
+    }
     return *params;
 }
 

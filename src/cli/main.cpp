@@ -60,7 +60,8 @@ const char* usage =
     "tone      plays the 2 s 1 kHz test sine (-23 dBFS) on two channels of a device, counted from 1\n"
     "          as devices numbers them (default 1,2), to check the monitoring route.\n"
     "\n"
-    "Exit status: 0 success, 1 when any file failed, 2 for bad usage.\n";
+    "Exit status: 0 success, 1 when any file or report failed, 2 for bad usage, 130 or 143 when\n"
+    "Ctrl-C or SIGTERM stopped master, batch or multimaster (what was written is whole).\n";
 
 }  // namespace
 

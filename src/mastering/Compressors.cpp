@@ -77,9 +77,11 @@ CompressorSettings protection(double fs) { return {onePole(fs, 50.0), onePole(fs
 }  // namespace
 
 CompressorSettings busCompressorSettings(const MasterParams& p, double fs) {
-    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms.
+    // Floors keep an attack or release of 0 from dividing by zero: 0.05 ms and 1 ms. A ratio
+    // under 1:1 would expand, and one of 0 would divide by zero: the least is no compression.
+    const double ratio = std::isnan(p.compRatio) ? 1.0 : std::max(p.compRatio, 1.0);
     return {onePole(fs, std::max(p.compAttack, 0.05)), onePole(fs, std::max(p.compRelease, 1.0)), p.compThreshold,
-            1.0 - 1.0 / p.compRatio, std::pow(10.0, p.compMakeup / 20.0)};
+            1.0 - 1.0 / ratio, std::pow(10.0, p.compMakeup / 20.0)};
 }
 
 double busCompress(Channels& channels, double fs, const MasterParams& p) {

@@ -10,12 +10,18 @@
 
 namespace velmora {
 
-std::string FileAnalysis::infoLine() const {
-    const auto seconds = long(durationSeconds());
+std::string minutesAndSeconds(double durationSeconds) {
+    const auto seconds = long(durationSeconds);
     const std::string secondsText = std::to_string(seconds % 60);
-    return std::string(isVideo ? "vidéo · " : "") + std::to_string(seconds / 60) + ":" +
-           (secondsText.size() < 2 ? "0" : "") + secondsText + " · " + channelDescription(channelCount) + " · " +
-           formatOneDecimal(sampleRate / 1000.0) + " kHz";
+    return std::to_string(seconds / 60) + ":" + (secondsText.size() < 2 ? "0" : "") + secondsText;
+}
+
+std::string truncatedText(double durationSeconds) { return "tronqué à " + minutesAndSeconds(durationSeconds); }
+
+std::string FileAnalysis::infoLine() const {
+    return std::string(isVideo ? "vidéo · " : "") + minutesAndSeconds(durationSeconds()) + " · " +
+           channelDescription(channelCount) + " · " + formatOneDecimal(sampleRate / 1000.0) + " kHz" +
+           (truncated ? " · " + truncatedText(durationSeconds()) : "");
 }
 
 std::optional<std::string> FileAnalysis::unmeasurableReason() const {
@@ -102,6 +108,7 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
 
     a.channelCount = int(audio.channelCount());
     a.sampleRate = audio.sampleRate;
+    a.truncated = audio.truncated;
     a.frameCount = streaming ? streaming->frames() : audio.frameCount();
     a.declaredPositions = audio.declaredPositions;
     a.weights = resolveChannelWeights(a.channelCount, settings.layout, settings.order, audio.declaredPositions);

@@ -30,6 +30,7 @@ struct FileAnalysis {
     double sampleRate = 0.0;
     std::size_t frameCount = 0;
     bool isVideo = false;
+    bool truncated = false;  // the file was cut short: measured up to the cut
     std::vector<double> weights;
     LoudnessResult result;
     std::optional<InversionWarning> inversion;  // only 6-channel files are tested
@@ -43,11 +44,17 @@ struct FileAnalysis {
     std::vector<std::uint64_t> declaredPositions;  // as the file declares them, for channel labels
 
     double durationSeconds() const { return sampleRate > 0 ? double(frameCount) / sampleRate : 0.0; }
-    // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video.
+    // "4:07 · stéréo · 48.0 kHz", with "vidéo · " in front for a video and " · tronqué à 4:07"
+    // after a file cut short.
     std::string infoLine() const;
     // Why the integrated loudness could not be measured; nothing when it could.
     std::optional<std::string> unmeasurableReason() const;
 };
+
+// "3:12", whole seconds, as the info line and the reports write a duration.
+std::string minutesAndSeconds(double durationSeconds);
+// "tronqué à 3:12": what is said of a file cut short, measured up to its cut.
+std::string truncatedText(double durationSeconds);
 
 // About six hundred points whatever the length: enough for a page-wide curve.
 double curveStepFor(double durationSeconds);

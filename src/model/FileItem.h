@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "audio/SourceStamp.h"
 #include "measurement/Diagnostics.h"
 #include "measurement/LoudnessEngine.h"
 #include "measurement/ProgrammeDetail.h"
@@ -48,6 +49,7 @@ struct FileItem {
     std::optional<InversionWarning> inversionWarning;
     double protectionAppliedDB = 0;
     std::optional<double> targetMissedLUFS;  // of the last master made from it, see DeliveryReport
+    QString reportProblem;  // a report of its last master that could not be written, in a few words
     std::vector<NormCheck> multiNormDiagnosis;
     std::vector<float> waveformPeaks;
     std::vector<float> spectrumBins;
@@ -58,6 +60,8 @@ struct FileItem {
     std::shared_ptr<const ProgrammeDetail> detail;
     std::vector<std::uint64_t> declaredPositions;  // speaker bits the file declared, for the weights
     std::vector<double> measuredWeights;  // the channel weights originalMeasure was made with
+    std::optional<SourceStamp> sourceStamp;  // the file as it was when analysed
+    bool truncated = false;                  // cut short: measured up to the cut
 
     bool hasAudio() const { return channelTotal > 0; }
     std::size_t channelCount() const { return channelTotal; }

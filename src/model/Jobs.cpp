@@ -1,8 +1,11 @@
 // The save, batch, multi-master and A/B jobs. Each takes a copy of every setting it needs when
 // it starts, works on the job thread, and posts each change of the model to the main thread.
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <atomic>
 #include <cmath>
+#include <filesystem>
 #include <cstdio>
 
 #include "audio/ChannelLabels.h"
@@ -12,6 +15,7 @@
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "output/ABExcerpts.h"
+#include "output/Interruption.h"
 #include "output/SignalGenerators.h"
 
 namespace velmora {
@@ -31,6 +35,39 @@ QString multiMasterStep(int current, int total, const QString& label) {
     return QStringLiteral("Multi-Master %1/%2 · %3").arg(current).arg(total).arg(label);
 }
 
+QString counted(int n, const char* singular, const char* plural) {
+    return QStringLiteral("%1 %2").arg(n).arg(QString::fromUtf8(n > 1 ? plural : singular));
+}
+
+// "✓" only when everything the job was asked for is on disk; otherwise what succeeded and what
+// did not, by count. `left`: not started because a signal stopped the job.
+QString jobSummary(const QString& job, const QString& succeeded, int failures, int reportFailures, int left) {
+    QString text = job + (left > 0 ? QStringLiteral(" interrompu : ") : QStringLiteral(" terminé : ")) + succeeded;
+    if (failures > 0) text += QStringLiteral(", ") + counted(failures, "échec", "échecs");
+    if (reportFailures > 0) text += QStringLiteral(", ") + counted(reportFailures, "rapport non écrit", "rapports non écrits");
+    if (left > 0) text += QStringLiteral(", ") + counted(left, "non traité", "non traités");
+    return text;
+}
+
+QString batchSummary(int done, int failures, int reportFailures, int left) {
+    if (failures == 0 && reportFailures == 0 && left == 0)
+        return QStringLiteral("Traitement par lots terminé ✓ (%1)").arg(counted(done, "fichier", "fichiers"));
+    return jobSummary(QStringLiteral("Traitement par lots"), counted(done - failures, "fichier", "fichiers"), failures,
+                      reportFailures, left);
+}
+
+QString multiMasterSummary(int generated, int failures, int reportFailures, int left) {
+    if (failures == 0 && reportFailures == 0 && left == 0 && generated > 0)
+        return QStringLiteral("Multi-Master terminé ✓ (%1 masters générés)").arg(generated);
+    return jobSummary(QStringLiteral("Multi-Master"), counted(generated, "master généré", "masters générés"), failures,
+                      reportFailures, left);
+}
+
+// Names are the file system's bytes, whatever their encoding: a Latin-1 name is mastered under
+// its own name.
+std::string fileSystemPath(const QString& path) { return QFile::encodeName(path).toStdString(); }
+std::string sourceFileName(const FileItem& item) { return std::filesystem::path(item.url).filename().native(); }
+
 bool measuredAndFinite(const FileItem* item) {
     return item && item->hasAudio() && item->measured && std::isfinite(item->measured->integratedLUFS);
 }
@@ -44,8 +81,10 @@ MasterTask Model::taskFor(const FileItem& item) const {
     t.sampleRate = item.sampleRate;
     t.weights = resolveChannelWeights(int(item.channelCount()), layout_, channelOrder_, item.declaredPositions);
     t.sourcePath = item.url;
+    t.sourceStamp = item.sourceStamp;
     t.sourceName = item.name;
     t.isVideo = item.isVideo;
+    t.truncated = item.truncated;
     t.before = item.sourceMeasure().value_or(LoudnessResult{});
     // The analysis measured the source with the standard gating: when the weights are still the
     // same, its loudness is the one the conformity gain needs.
@@ -99,7 +138,7 @@ void Model::saveMaster() {
     request.targetLUFS = target_;
     request.ceilingDB = ceiling_;
     request.params = mode_ == ProcessMode::master ? mp_ : MasterParams{};
-    request.write.destination = path->toStdString();  // its extension decides the container
+    request.write.destination = fileSystemPath(*path);  // its extension decides the container
     request.write.depth = bitDepth_;
     request.write.outputRate = outputRate_;
     request.write.layout = layoutFor(item->channelCount(), channelOrder_);
@@ -108,9 +147,11 @@ void Model::saveMaster() {
     std::shared_ptr<const Programme> source =
         programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
 
-    startJob([this, request, source, weights] {
+    startJob([this, request, source, weights, stamp = item->sourceStamp] {
         auto delivered =
-            deliverMaster(*source, weights, request, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+            changedSince(stamp, request.write.sourcePath)
+                ? Expected<DeliveryReport>(LoudnessError{LoudnessError::Code::sourceChanged})
+                : deliverMaster(*source, weights, request, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
         QString status;
         if (delivered) {
             status = QStringLiteral("Enregistré : %1 · %2 LUFS")
@@ -151,9 +192,9 @@ void Model::exportBatch() {
         t.target = target_;
         t.ceiling = ceiling_;
         t.params = params;
-        const std::string name = masterFileName(item.name.toStdString(), mode_, target_, before.loudnessRange,
+        const std::string name = masterFileName(sourceFileName(item), mode_, target_, before.loudnessRange,
                                                 item.isVideo ? std::string_view("mov") : extension(fileFormat_));
-        t.destination = QDir(*folder).filePath(QString::fromStdString(name)).toStdString();
+        t.destination = (std::filesystem::path(fileSystemPath(*folder)) / name).native();
         work.emplace_back(item.id, std::move(t));
     }
     batchFailures_.clear();
@@ -162,8 +203,10 @@ void Model::exportBatch() {
 
     startJob([this, work = std::move(work)] {
         int failures = 0;
+        auto reportFailures = std::make_shared<std::atomic<int>>(0);
         ReportWriter reports;
         for (const auto& [id, task] : work) {
+            if (interruptRequested()) break;
             post([this, id = id, name = task.sourceName] {
                 updateItem(id, [](FileItem& i) {
                     i.status = ItemStatus::mastering;
@@ -172,32 +215,45 @@ void Model::exportBatch() {
                 setBatchCurrent(0);
             });
             auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
+            // Stopped by a signal: the file was not made, and no other will be.
+            if (outcome.interrupted) {
+                post([this, id = id] { updateItem(id, [](FileItem& i) { i.status = ItemStatus::ready; }); });
+                break;
+            }
             if (outcome.error) ++failures;
-            else if (outcome.reportInputs) reports.start(task, outcome);
-            post([this, id = id, name = task.sourceName, outcome = std::move(outcome)] {
-                if (outcome.error) batchFailures_.push_back({name, *outcome.error});
-                updateItem(id, [&](FileItem& i) {
-                    if (outcome.error) {
-                        i.status = ItemStatus::failed;
-                    } else {
-                        i.status = ItemStatus::mastered;
-                        i.measured = outcome.after;
-                        i.maxGR = outcome.maxGR;
-                        i.protectionAppliedDB = outcome.protectionAppliedDB;
-                        i.targetMissedLUFS = outcome.targetMissedLUFS;
-                    }
+            auto finished = [this, id = id, name = task.sourceName](MasterOutcome outcome, QString reportProblem) {
+                post([this, id, name, outcome = std::move(outcome), reportProblem] {
+                    if (outcome.error) batchFailures_.push_back({name, *outcome.error});
+                    else if (!reportProblem.isEmpty()) batchFailures_.push_back({name, reportProblem, true});
+                    updateItem(id, [&](FileItem& i) {
+                        if (outcome.error) {
+                            i.status = ItemStatus::failed;
+                        } else {
+                            i.status = ItemStatus::mastered;
+                            i.measured = outcome.after;
+                            i.maxGR = outcome.maxGR;
+                            i.protectionAppliedDB = outcome.protectionAppliedDB;
+                            i.targetMissedLUFS = outcome.targetMissedLUFS;
+                            i.reportProblem = reportProblem;
+                        }
+                    });
+                    setBatchDone(batchDone_ + 1);
                 });
-                setBatchDone(batchDone_ + 1);
-            });
+            };
+            // An item is done once its reports are: its line says whether they were written.
+            if (!outcome.error && outcome.reportInputs)
+                reports.start(task, outcome, [finished, outcome, reportFailures](QString problem) {
+                    if (!problem.isEmpty()) ++*reportFailures;
+                    finished(outcome, problem);
+                });
+            else {
+                reports.finish();  // the items are said in their order
+                finished(std::move(outcome), {});
+            }
         }
         reports.finish();
-        post([this, failures, total = int(work.size())] {
-            if (failures == 0)
-                setGlobalStatus(QStringLiteral("Traitement par lots terminé ✓ (%1 fichier%2)")
-                                    .arg(total)
-                                    .arg(total > 1 ? "s" : ""));
-            else
-                setGlobalStatus(QStringLiteral("Traitement terminé — %1 fichier(s) en échec (voir détail).").arg(failures));
+        post([this, failures, reportFailures, total = int(work.size())] {
+            setGlobalStatus(batchSummary(batchDone_, failures, *reportFailures, total - batchDone_));
             setProcessingName({});
             setBatchCurrent(0);
             setBusy(false);
@@ -237,16 +293,18 @@ void Model::startMultiMaster() {
     MasterTask base = taskFor(*item);
     base.isVideo = false;  // one master per norm, each a plain audio file
     base.params = mp_;
-    const QString into = *folder;
-    const std::string sourceName = item->name.toStdString();
+    const std::string into = fileSystemPath(*folder);
+    const std::string sourceName = sourceFileName(*item);
     const FileFormat format = fileFormat_;
     const QUuid id = item->id;
     batchFailures_.clear();
 
     startJob([this, base, norms, into, sourceName, format, id] {
-        int generated = 0;
+        int generated = 0, failures = 0;
+        auto reportFailures = std::make_shared<std::atomic<int>>(0);
         ReportWriter reports;
         for (int index : norms) {
+            if (interruptRequested()) break;
             const Preset& p = presets()[std::size_t(index)];
             post([this, label = QString::fromStdString(p.label)] {
                 setMultiMasterCurrent(multiMasterCurrent_ + 1);
@@ -258,32 +316,45 @@ void Model::startMultiMaster() {
             task.target = p.lufs;
             task.ceiling = p.ceiling;
             task.destination =
-                QDir(into).filePath(QString::fromStdString(multiMasterFileName(sourceName, index, extension(format))))
-                    .toStdString();
+                (std::filesystem::path(into) / multiMasterFileName(sourceName, index, extension(format))).native();
             auto outcome = makeMaster(task, [this](double f) { postProgress(f, &Model::setBatchCurrent); });
-            if (!outcome.error && outcome.reportInputs) reports.start(task, outcome);
+            if (outcome.interrupted) break;
+            const QString label = QString::fromStdString(p.label);
             if (outcome.error) {
-                post([this, label = QString::fromStdString(p.label), message = *outcome.error] {
-                    batchFailures_.push_back({label, message});
-                });
+                ++failures;
+                reports.finish();
+                post([this, label, message = *outcome.error] { batchFailures_.push_back({label, message}); });
                 continue;
             }
             ++generated;
-            post([this, id, outcome, label = QString::fromStdString(p.label)] {
-                updateItem(id, [&](FileItem& i) {
-                    i.maxGR = outcome.maxGR;
-                    i.protectionAppliedDB = outcome.protectionAppliedDB;
+            auto finished = [this, id, label](MasterOutcome outcome, QString reportProblem) {
+                post([this, id, outcome = std::move(outcome), label, reportProblem] {
+                    if (!reportProblem.isEmpty()) batchFailures_.push_back({label, reportProblem, true});
+                    updateItem(id, [&](FileItem& i) {
+                        i.maxGR = outcome.maxGR;
+                        i.protectionAppliedDB = outcome.protectionAppliedDB;
+                    });
+                    // The step line is where this norm's master is reported, to the window and to
+                    // the command line alike.
+                    QString line = multiMasterStep(multiMasterCurrent_, multiMasterTotal_, label);
+                    if (outcome.targetMissedLUFS) line += " · " + targetMissedStatus(*outcome.targetMissedLUFS);
+                    if (!reportProblem.isEmpty()) line += " · " + reportProblem;
+                    if (outcome.targetMissedLUFS || !reportProblem.isEmpty()) setGlobalStatus(line);
                 });
-                // The step line is where this norm's master is reported, to the window and to
-                // the command line alike.
-                if (outcome.targetMissedLUFS)
-                    setGlobalStatus(multiMasterStep(multiMasterCurrent_, multiMasterTotal_, label) + " · " +
-                                    targetMissedStatus(*outcome.targetMissedLUFS));
-            });
+            };
+            if (outcome.reportInputs)
+                reports.start(task, outcome, [finished, outcome, reportFailures](QString problem) {
+                    if (!problem.isEmpty()) ++*reportFailures;
+                    finished(outcome, problem);
+                });
+            else {
+                reports.finish();  // the items are said in their order
+                finished(std::move(outcome), {});
+            }
         }
         reports.finish();
-        post([this, generated] {
-            setGlobalStatus(QStringLiteral("Multi-Master terminé ✓ (%1 masters générés)").arg(generated));
+        post([this, generated, failures, reportFailures, planned = int(norms.size())] {
+            setGlobalStatus(multiMasterSummary(generated, failures, *reportFailures, planned - generated - failures));
             setBusy(false);
             analyzeNext();
         });

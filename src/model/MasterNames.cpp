@@ -1,5 +1,6 @@
 #include "model/MasterNames.h"
 
+#include <QStringDecoder>
 #include <charconv>
 #include <filesystem>
 
@@ -28,6 +29,12 @@ std::string masterFileName(std::string_view sourceName, ProcessMode mode, double
 
 std::string multiMasterFileName(std::string_view sourceName, int presetIndex, std::string_view extension) {
     return stemOf(sourceName) + "_master_" + presetTag(presetIndex) + "." + std::string(extension);
+}
+
+QString displayName(const std::string& bytes) {
+    QStringDecoder utf8(QStringDecoder::Utf8);
+    const QString decoded = utf8.decode(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
+    return utf8.hasError() ? QString::fromLatin1(bytes.data(), qsizetype(bytes.size())) : decoded;
 }
 
 }  // namespace velmora

@@ -1,6 +1,7 @@
 #pragma once
 // The names masters are given: one rule for the save panel, the batch, the multi-master and the
 // command line, written with a decimal point whatever the user's locale.
+#include <QString>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,5 +21,9 @@ std::string masterFileName(std::string_view sourceName, ProcessMode mode, double
 
 // "<stem>_master_<tag>.<extension>": one master per norm, named after the norm's tag.
 std::string multiMasterFileName(std::string_view sourceName, int presetIndex, std::string_view extension);
+
+// How a file name (the file system's bytes) is shown: as UTF-8 when it is, else as Latin-1, the
+// encoding old disks and archives used, rather than replacement marks.
+QString displayName(const std::string& bytes);
 
 }  // namespace velmora

@@ -4,6 +4,7 @@
 // the new measurement, and the reports beside the master. Runs on a job thread; touches no
 // model state.
 #include <QString>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "measurement/ProgrammeDetail.h"
+#include "audio/SourceStamp.h"
 #include "output/MasterDelivery.h"
 #include "reports/ReportInputs.h"
 
@@ -25,8 +27,10 @@ struct MasterTask {
     double sampleRate = 0;
     std::vector<double> weights;
     std::string sourcePath;
+    std::optional<SourceStamp> sourceStamp;  // as analysed: a source changed since is refused
     QString sourceName;
     bool isVideo = false;  // the master becomes a movie with the source's picture
+    bool truncated = false;  // the source was cut short, which its reports say
     LoudnessResult before;
     std::optional<double> sourceIntegratedLUFS;  // see DeliveryRequest
     std::optional<double> sourceTruePeakDB;      // see DeliveryRequest
@@ -48,6 +52,7 @@ struct MasterTask {
 
 struct MasterOutcome {
     std::optional<QString> error;  // the user's message when the master could not be made
+    bool interrupted = false;      // SIGINT or SIGTERM stopped it: nothing was written
     LoudnessResult after;
     double maxGR = 0, protectionAppliedDB = 0;
     std::string writtenPath;
@@ -57,13 +62,16 @@ struct MasterOutcome {
 
 // The master only; its reports are written by writeReports, which can overlap the next master.
 MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress);
-void writeReports(const MasterTask& task, const MasterOutcome& outcome);
+// What went wrong with the reports the task asks for, in the words of the item's line
+// ("rapport PDF non écrit : disque plein"); empty when each was written.
+QString writeReports(const MasterTask& task, const MasterOutcome& outcome);
 
-// The reports of one master at a time, written on their own thread while the job goes on.
+// The reports of one master at a time, written on their own thread while the job goes on; `done`
+// hears, on that thread, what writeReports said.
 class ReportWriter {
 public:
     ~ReportWriter() { finish(); }
-    void start(MasterTask task, MasterOutcome outcome);
+    void start(MasterTask task, MasterOutcome outcome, std::function<void(QString)> done);
     void finish();  // waits for the reports started last
 
 private:

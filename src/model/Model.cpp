@@ -1,6 +1,8 @@
 #include "model/Model.h"
 
 #include <QDir>
+#include <QFile>
+#include <filesystem>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QMetaObject>
@@ -11,6 +13,7 @@
 #include "audio/LiveMonitor.h"
 #include "mastering/OnlineMasteringStreamer.h"
 #include "model/FilePlayback.h"
+#include "model/MasterNames.h"
 #include "measurement/FileAnalysis.h"
 #include "measurement/ProgrammeMeasure.h"
 #include "norms/Presets.h"
@@ -111,19 +114,34 @@ void Model::updateItem(const QUuid& id, const std::function<void(FileItem&)>& ch
 
 namespace {
 
-bool accepted(const QString& path) { return isAcceptedExtension(path.toStdString()); }
+// Paths are the file system's bytes from here on: a name that is not UTF-8 (Latin-1 from an old
+// disk) is found, read and written under its own name; only its display goes through Qt.
+std::string bytesOf(const QString& path) { return QFile::encodeName(path).toStdString(); }
+
+bool isFolder(const std::string& path) {
+    std::error_code ec;
+    return std::filesystem::is_directory(path, ec);
+}
 
 // Every accepted file under `folder`, at any depth, sorted so a folder always queues in the
 // same order.
-QStringList acceptedFilesIn(const QString& folder) {
-    QStringList found;
-    QDirIterator it(folder, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString file = it.next();
-        if (accepted(file)) found << file;
+std::vector<std::string> acceptedFilesIn(const std::string& folder) {
+    std::vector<std::string> found;
+    std::error_code ec;
+    const auto options = std::filesystem::directory_options::skip_permission_denied;
+    for (auto it = std::filesystem::recursive_directory_iterator(folder, options, ec);
+         !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
+        std::error_code typeError;
+        if (it->is_regular_file(typeError) && isAcceptedExtension(it->path().native())) found.push_back(it->path().native());
     }
-    found.sort();
+    std::sort(found.begin(), found.end());
     return found;
+}
+
+std::vector<std::string> bytesOf(const QStringList& paths) {
+    std::vector<std::string> out;
+    for (const auto& p : paths) out.push_back(bytesOf(p));
+    return out;
 }
 
 }  // namespace
@@ -136,29 +154,39 @@ void Model::openFiles() {
     addFilesOrFolders(chosen);
 }
 
-void Model::addFilesOrFolders(const QStringList& paths) {
-    QStringList kept;
+void Model::addFilesOrFolders(const QStringList& paths) { addPaths(bytesOf(paths)); }
+
+void Model::addPaths(const std::vector<std::string>& paths) {
+    std::vector<std::string> kept;
     for (const auto& path : paths) {
-        if (QFileInfo(path).isDir()) kept << acceptedFilesIn(path);
-        else if (accepted(path)) kept << path;
+        if (isFolder(path)) {
+            const auto inside = acceptedFilesIn(path);
+            kept.insert(kept.end(), inside.begin(), inside.end());
+        } else if (isAcceptedExtension(path)) {
+            kept.push_back(path);
+        }
     }
-    if (kept.isEmpty()) {
+    if (kept.empty()) {
         setGlobalStatus(QStringLiteral("Aucun fichier audio/vidéo trouvé."));
         return;
     }
-    addFiles(kept);
+    queuePaths(kept);
 }
 
-void Model::addFiles(const QStringList& paths) {
+void Model::addFiles(const QStringList& paths) { queuePaths(bytesOf(paths)); }
+
+void Model::queuePaths(const std::vector<std::string>& paths) {
     int added = 0;
     for (const auto& p : paths) {
-        const std::string url = QFileInfo(p).absoluteFilePath().toStdString();
+        std::error_code ec;
+        std::filesystem::path absolute = std::filesystem::absolute(p, ec);
+        const std::string url = (ec ? std::filesystem::path(p) : absolute.lexically_normal()).native();
         bool known = false;
         for (const auto& i : queue_) known = known || i.url == url;
         if (known) continue;
         FileItem item;
         item.url = url;
-        item.name = QFileInfo(p).fileName();
+        item.name = displayName(std::filesystem::path(url).filename().native());
         item.isVideo = isVideoPath(url);
         queue_.push_back(std::move(item));
         ++added;
@@ -175,12 +203,16 @@ void Model::addFiles(const QStringList& paths) {
 }
 
 void Model::addDropped(const QStringList& paths) {
-    QStringList files;
-    for (const auto& path : paths) {
-        if (QFileInfo(path).isDir()) files << acceptedFilesIn(path);
-        else files << path;
+    std::vector<std::string> files;
+    for (const auto& path : bytesOf(paths)) {
+        if (!isFolder(path)) {
+            files.push_back(path);
+            continue;
+        }
+        const auto inside = acceptedFilesIn(path);
+        files.insert(files.end(), inside.begin(), inside.end());
     }
-    addFiles(files);
+    queuePaths(files);
 }
 
 void Model::select(const QUuid& id) {
@@ -234,6 +266,7 @@ void Model::analyzeNext() {
     settings.channelEnergies = true;
     settings.overview = true;
     startJob([this, id, path, settings] {
+        const auto stamp = stampOf(path);  // before reading: a change during the analysis counts too
         // Anything the analysis could not hold in memory fails this file alone, as too large.
         std::optional<Expected<FileAnalysis>> attempt;
         try {
@@ -256,9 +289,11 @@ void Model::analyzeNext() {
         }
         auto a = std::make_shared<FileAnalysis>(std::move(*analysed));
         auto diagnosis = diagnose(presets(), a->result.integratedLUFS, a->result.truePeakDB);
-        post([this, id, a, diagnosis = std::move(diagnosis)]() mutable {
+        post([this, id, a, stamp, diagnosis = std::move(diagnosis)]() mutable {
             const auto reason = a->unmeasurableReason();
             updateItem(id, [&](FileItem& i) {
+                i.sourceStamp = stamp;
+                i.truncated = a->truncated;
                 i.measured = a->result;
                 i.originalMeasure = a->result;
                 i.channelTotal = std::size_t(a->channelCount);

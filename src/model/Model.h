@@ -23,6 +23,7 @@
 #include "model/FileItem.h"
 #include "model/MasterTask.h"
 #include "model/Presets.h"
+#include "model/StoredList.h"
 #include "norms/PADCheck.h"
 #include "output/OutputFormat.h"
 #include "reports/ReportInputs.h"
@@ -38,6 +39,7 @@ struct OutputDevice;
 struct BatchFailure {
     QString name;
     QString message;
+    bool reportOnly = false;  // the master was written; a report of it was not
 };
 
 class Model : public QObject {
@@ -59,6 +61,8 @@ public:
     // application's arguments): folders are walked, files kept when their extension is accepted.
     void addFilesOrFolders(const QStringList& paths);
     void addFiles(const QStringList& paths);
+    // addFilesOrFolders with paths as the file system's bytes, whatever their encoding.
+    void addPaths(const std::vector<std::string>& paths);
     // What was dropped on the window: each folder is searched as the open panel searches it,
     // each file is queued as it is (addFiles).
     void addDropped(const QStringList& paths);
@@ -304,6 +308,8 @@ private:
     FilePlaybackController& playback();
     std::optional<bool> hasAudioOutput_;  // asked once, again after a device change
 
+    void queuePaths(const std::vector<std::string>& paths);  // addFiles, in bytes
+
     std::unique_ptr<QSettings> store_;
     Choosers* choosers_;
     std::thread job_;
@@ -327,6 +333,7 @@ private:
     int liveMonitorChannelL_ = 0, liveMonitorChannelR_ = 1;
     std::vector<NamedPreset> userPresets_;
     std::vector<MultiMasterPack> multiMasterPacks_;
+    StoreBase storeBase_;  // what the store held when this model last read or wrote it
     double ceiling_ = -1.0;
     BitDepth bitDepth_ = BitDepth::int24;
     FileFormat fileFormat_ = FileFormat::wav;

@@ -39,20 +39,47 @@ QByteArray encodeNamedPresets(const std::vector<NamedPreset>& presets) {
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }
 
-std::optional<std::vector<NamedPreset>> decodeNamedPresets(const QByteArray& json) {
+namespace {
+
+std::optional<NamedPreset> presetOf(const QJsonValue& v) {
+    if (!v.isObject()) return std::nullopt;
+    const auto o = v.toObject();
+    const auto id = uuidOf(o["id"]);
+    if (!id || !o["name"].isString() || !o["params"].isObject()) return std::nullopt;
+    const auto params = masterParamsFromJson(o["params"].toObject());
+    if (!params) return std::nullopt;
+    return NamedPreset{*id, o["name"].toString(), *params};
+}
+
+std::optional<MultiMasterPack> packOf(const QJsonValue& v) {
+    if (!v.isObject()) return std::nullopt;
+    const auto o = v.toObject();
+    const auto id = uuidOf(o["id"]);
+    if (!id || !o["name"].isString() || !o["indices"].isArray()) return std::nullopt;
+    MultiMasterPack pack{*id, o["name"].toString(), {}};
+    for (const auto& i : o["indices"].toArray()) {
+        if (!i.isDouble() || i.toDouble() != double(i.toInt())) return std::nullopt;
+        pack.indices.push_back(i.toInt());
+    }
+    return pack;
+}
+
+template <typename T, typename Decode>
+std::optional<DecodedList<T>> decodeEach(const QByteArray& json, Decode decode) {
     const auto array = arrayOf(json);
     if (!array) return std::nullopt;
-    std::vector<NamedPreset> out;
+    DecodedList<T> out;
     for (const auto& v : *array) {
-        if (!v.isObject()) return std::nullopt;
-        const auto o = v.toObject();
-        const auto id = uuidOf(o["id"]);
-        if (!id || !o["name"].isString() || !o["params"].isObject()) return std::nullopt;
-        const auto params = masterParamsFromJson(o["params"].toObject());
-        if (!params) return std::nullopt;
-        out.push_back({*id, o["name"].toString(), *params});
+        if (auto item = decode(v)) out.items.push_back(std::move(*item));
+        else ++out.skipped;
     }
     return out;
+}
+
+}  // namespace
+
+std::optional<DecodedList<NamedPreset>> decodeNamedPresets(const QByteArray& json) {
+    return decodeEach<NamedPreset>(json, presetOf);
 }
 
 QByteArray encodePacks(const std::vector<MultiMasterPack>& packs) {
@@ -69,23 +96,8 @@ QByteArray encodePacks(const std::vector<MultiMasterPack>& packs) {
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }
 
-std::optional<std::vector<MultiMasterPack>> decodePacks(const QByteArray& json) {
-    const auto array = arrayOf(json);
-    if (!array) return std::nullopt;
-    std::vector<MultiMasterPack> out;
-    for (const auto& v : *array) {
-        if (!v.isObject()) return std::nullopt;
-        const auto o = v.toObject();
-        const auto id = uuidOf(o["id"]);
-        if (!id || !o["name"].isString() || !o["indices"].isArray()) return std::nullopt;
-        MultiMasterPack pack{*id, o["name"].toString(), {}};
-        for (const auto& i : o["indices"].toArray()) {
-            if (!i.isDouble() || i.toDouble() != double(i.toInt())) return std::nullopt;
-            pack.indices.push_back(i.toInt());
-        }
-        out.push_back(std::move(pack));
-    }
-    return out;
+std::optional<DecodedList<MultiMasterPack>> decodePacks(const QByteArray& json) {
+    return decodeEach<MultiMasterPack>(json, packOf);
 }
 
 }  // namespace velmora

@@ -24,11 +24,20 @@ struct MultiMasterPack {
     bool operator==(const MultiMasterPack&) const = default;
 };
 
-// JSON arrays of objects; decoding refuses the whole list on any malformed entry, so a damaged
-// store never yields half a list.
+// A stored list read entry by entry: one damaged entry (a wrong type, a missing key) costs only
+// itself, and says so.
+template <typename T>
+struct DecodedList {
+    std::vector<T> items;
+    int skipped = 0;  // entries that could not be read
+    bool operator==(const DecodedList&) const = default;
+};
+
+// JSON arrays of objects. Decoding gives nothing when the text is not a JSON array at all (an
+// absent value included).
 QByteArray encodeNamedPresets(const std::vector<NamedPreset>& presets);
-std::optional<std::vector<NamedPreset>> decodeNamedPresets(const QByteArray& json);
+std::optional<DecodedList<NamedPreset>> decodeNamedPresets(const QByteArray& json);
 QByteArray encodePacks(const std::vector<MultiMasterPack>& packs);
-std::optional<std::vector<MultiMasterPack>> decodePacks(const QByteArray& json);
+std::optional<DecodedList<MultiMasterPack>> decodePacks(const QByteArray& json);
 
 }  // namespace velmora

@@ -2,8 +2,10 @@
 // the user's named presets and packs. A missing, unknown or damaged value never stops the start:
 // the model keeps its initial value for it.
 #include <QVariantList>
+#include <QVariantMap>
 #include <algorithm>
 
+#include "mastering/ParamRanges.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
 
@@ -35,14 +37,73 @@ std::optional<bool> readBool(QSettings& store, const char* key) {
     return std::nullopt;
 }
 
+// The plain settings as they are stored, key by key.
+QVariantMap storedForm(const Model& m) {
+    QVariantMap v;
+    v["Velmora_reportLanguage"] = text(rawValue(m.reportLanguage()));
+    v["Velmora_exportLog"] = m.exportLog();
+    v["Velmora_exportPDF"] = m.exportPDF();
+    v["Velmora_presetIndex"] = m.presetIndex();
+    v["Velmora_bitDepth"] = text(rawValue(m.bitDepth()));
+    v["Velmora_fileFormat"] = text(rawValue(m.fileFormat()));
+    v["Velmora_layout"] = text(rawValue(m.layout()));
+    v["Velmora_channelOrder"] = text(rawValue(m.channelOrder()));
+    v["Velmora_gatingMode"] = text(rawValue(m.gatingMode()));
+    QVariantList ticked;
+    for (int i : m.multiMasterPresetIndices()) ticked.append(i);
+    v["Velmora_lastMultiMasterSet"] = ticked;
+    v["Velmora_liveMonitorEnabled"] = m.liveMonitorEnabled();
+    v["Velmora_liveMonitorDeviceUID"] = m.liveMonitorDeviceUID();
+    v["Velmora_liveMonitorChannelL"] = m.liveMonitorChannelL();
+    v["Velmora_liveMonitorChannelR"] = m.liveMonitorChannelR();
+    return v;
+}
+
+const QString presetsKey = QStringLiteral("Velmora_userPresets");
+const QString packsKey = QStringLiteral("Velmora_multiMasterPacks");
+
+// Stored presets come back within the knobs' ranges; the names of those that had to be brought
+// back, with what changed, for the status line.
+std::vector<NamedPreset> withinRanges(std::vector<NamedPreset> presets, QStringList* notes = nullptr) {
+    for (auto& p : presets) {
+        const auto wrong = outOfRange(p.params);
+        if (wrong.empty()) continue;
+        p.params = clampedToRanges(p.params);
+        if (!notes) continue;
+        QStringList what;
+        for (const auto& w : wrong) what << QString::fromStdString(describe(w));
+        *notes << QStringLiteral("preset « %1 » ramené dans ses plages : %2").arg(p.name, what.join(QStringLiteral(", ")));
+    }
+    return presets;
+}
+
+std::vector<NamedPreset> storedPresets(QSettings& store, int* skipped = nullptr) {
+    auto decoded = decodeNamedPresets(store.value(presetsKey).toByteArray());
+    if (skipped) *skipped = decoded ? decoded->skipped : (store.contains(presetsKey) ? 1 : 0);
+    return decoded ? withinRanges(std::move(decoded->items)) : std::vector<NamedPreset>{};
+}
+
+std::vector<MultiMasterPack> storedPacks(QSettings& store, int* skipped = nullptr) {
+    auto decoded = decodePacks(store.value(packsKey).toByteArray());
+    if (skipped) *skipped = decoded ? decoded->skipped : (store.contains(packsKey) ? 1 : 0);
+    return decoded ? std::move(decoded->items) : std::vector<MultiMasterPack>{};
+}
+
 }  // namespace
 
 void Model::loadUserPresets() {
     if (!store_) return;
-    if (auto presets = decodeNamedPresets(store_->value("Velmora_userPresets").toByteArray())) {
-        userPresets_ = std::move(*presets);
+    int skipped = 0;
+    auto decoded = decodeNamedPresets(store_->value(presetsKey).toByteArray());
+    if (store_->contains(presetsKey)) skipped = decoded ? decoded->skipped : 1;
+    QStringList notes;
+    if (decoded) {
+        userPresets_ = withinRanges(std::move(decoded->items), &notes);
         emit userPresetsChanged();
     }
+    storeBase_.presets = userPresets_;
+    if (skipped > 0) notes.prepend(skippedText(skipped, QStringLiteral("preset")) + QStringLiteral(" (l'original reste gardé)"));
+    if (!notes.isEmpty()) setGlobalStatus(notes.join(QStringLiteral(" · ")));
 }
 
 void Model::loadSettings() {
@@ -73,39 +134,56 @@ void Model::loadSettings() {
         }
         if (valid) setMultiMasterPresetIndices(ticked);
     }
-    if (auto packs = decodePacks(s.value("Velmora_multiMasterPacks").toByteArray())) {
-        multiMasterPacks_ = std::move(*packs);
+    int skipped = 0;
+    if (s.contains(packsKey)) {
+        multiMasterPacks_ = storedPacks(s, &skipped);
         emit multiMasterPacksChanged();
+    }
+    storeBase_.packs = multiMasterPacks_;
+    storeBase_.values = storedForm(*this);
+    if (skipped > 0) {
+        const QString note = skippedText(skipped, QStringLiteral("pack")) + QStringLiteral(" (l'original reste gardé)");
+        setGlobalStatus(globalStatus_.isEmpty() ? note : globalStatus_ + QStringLiteral(" · ") + note);
     }
 }
 
 void Model::saveSettings() {
     if (!store_) return;
     QSettings& s = *store_;
-    s.setValue("Velmora_reportLanguage", text(rawValue(reportLanguage_)));
-    s.setValue("Velmora_exportLog", exportLog_);
-    s.setValue("Velmora_exportPDF", exportPDF_);
-    s.setValue("Velmora_presetIndex", presetIndex_);
-    s.setValue("Velmora_bitDepth", text(rawValue(bitDepth_)));
-    s.setValue("Velmora_fileFormat", text(rawValue(fileFormat_)));
-    s.setValue("Velmora_layout", text(rawValue(layout_)));
-    s.setValue("Velmora_channelOrder", text(rawValue(channelOrder_)));
-    s.setValue("Velmora_gatingMode", text(rawValue(gatingMode_)));
-    QVariantList ticked;
-    for (int i : multiMasterPresetIndices_) ticked.append(i);
-    s.setValue("Velmora_lastMultiMasterSet", ticked);
-    s.setValue("Velmora_multiMasterPacks", encodePacks(multiMasterPacks_));
-    s.setValue("Velmora_liveMonitorEnabled", liveMonitorEnabled_);
-    s.setValue("Velmora_liveMonitorDeviceUID", liveMonitorDeviceUID_);
-    s.setValue("Velmora_liveMonitorChannelL", liveMonitorChannelL_);
-    s.setValue("Velmora_liveMonitorChannelR", liveMonitorChannelR_);
+    StoreLock lock(s);
+    s.sync();  // what other windows and sessions saved since
+    // Only what changed here: a setting another session changed meanwhile keeps its value.
+    const QVariantMap mine = storedForm(*this);
+    for (auto it = mine.begin(); it != mine.end(); ++it)
+        if (!s.contains(it.key()) || storeBase_.values.value(it.key()) != it.value()) s.setValue(it.key(), it.value());
+    storeBase_.values = mine;
+    if (multiMasterPacks_ != storeBase_.packs || !s.contains(packsKey)) {
+        keepDamagedOriginal(s, packsKey, decodePacks);
+        auto merged = mergeById(storedPacks(s), storeBase_.packs, multiMasterPacks_);
+        s.setValue(packsKey, encodePacks(merged));
+        storeBase_.packs = merged;
+        if (merged != multiMasterPacks_) {
+            multiMasterPacks_ = std::move(merged);
+            emit multiMasterPacksChanged();
+        }
+    }
     s.sync();
 }
 
 void Model::saveUserPresets() {
     if (!store_) return;
-    store_->setValue("Velmora_userPresets", encodeNamedPresets(userPresets_));
-    store_->sync();
+    QSettings& s = *store_;
+    StoreLock lock(s);
+    s.sync();
+    keepDamagedOriginal(s, presetsKey, decodeNamedPresets);
+    auto merged = mergeById(storedPresets(s), storeBase_.presets, userPresets_);
+    s.setValue(presetsKey, encodeNamedPresets(merged));
+    s.sync();
+    storeBase_.presets = merged;
+    if (merged != userPresets_) {
+        userPresets_ = std::move(merged);
+        emit userPresetsChanged();
+    }
 }
 
 void Model::saveUserPreset(const QString& typed) {

@@ -127,6 +127,10 @@ constexpr int maxLimiterRetries = 3;
 constexpr int maxLoudnessCorrections = 2;
 // The written master reads within ±0.1 LU of the target; corrections aim well inside that.
 constexpr double loudnessToleranceLU = 0.05;
+// Beyond this, a master whose target was not declared out of reach is a failure, never a file:
+// something upstream (a setting, a source) went wrong and the report would promise what the file
+// is not.
+constexpr double missedTargetLU = 0.5;
 // More limiting than this to reach a target is no longer a master but a crushed programme.
 constexpr double maxLimiterReductionDB = 12.0;
 
@@ -309,14 +313,17 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
         StagedPass pass = input.read(input.limiter(gainDB, C, extraDB, plainCutDB), within(0.65, 0.95));
         StagedSource staged(pass, channels, frames);
         const bool mayCorrect = report.loudnessCorrections < maxLoudnessCorrections && !capped && plainCutDB == 0;
-        bool overs = false, off = false;
+        bool overs = false, off = false, missed = false;
         double writtenLUFS = 0.0;
         WrittenMeter meter(channels, outputRate, std::size_t(double(frames) * outputRate / fs), C,
                            [&](const WrittenMeter& w) {
                                overs = w.peakDB() > C;
                                writtenLUFS = w.analyzer().result(fileWeights).integratedLUFS;
                                off = std::isfinite(writtenLUFS) && std::fabs(writtenLUFS - T) > loudnessToleranceLU;
-                               return (!overs || plainCutDB > 0) && (!off || !mayCorrect);
+                               // A loudness that cannot be read cannot be corrected either.
+                               missed = !capped && (!std::isfinite(writtenLUFS) ||
+                                                    (!mayCorrect && std::fabs(writtenLUFS - T) > missedTargetLU));
+                               return (!overs || plainCutDB > 0) && (!off || !mayCorrect) && !missed;
                            });
         auto written = writeMaster(staged, fs, request.write, &meter);
         ++report.limiterPasses;
@@ -330,6 +337,7 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
             report.written = std::move(*written);
             break;
         }
+        if (missed && (!overs || plainCutDB > 0)) return LoudnessError{LoudnessError::Code::targetNotReached};
         const double usedExtraDB = extraDB;
         if (overs) {
             // Lower the aim by what came out over; after three tries, cut the same render plainly.

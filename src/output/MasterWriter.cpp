@@ -8,9 +8,11 @@
 #include <filesystem>
 #include <memory>
 #include <sndfile.h>
+#include <unistd.h>
 
 #include "mastering/RateConverter.h"
 #include "output/BlockEncoder.h"
+#include "output/Interruption.h"
 #include "output/PendingFile.h"
 
 namespace velmora {
@@ -97,15 +99,16 @@ std::optional<std::vector<unsigned char>> coreAudioChannelChunk(const SpeakerLay
 // flush before the rename is short.
 struct RawWriter {
     SNDFILE* file;
-    const PendingFile& pending;
+    int fd;
     std::size_t unflushed = 0;
 
     static bool write(void* context, const unsigned char* bytes, std::size_t count) {
         auto& self = *static_cast<RawWriter*>(context);
+        if (interruptRequested()) return false;  // the file goes with the pending file
         if (sf_write_raw(self.file, bytes, sf_count_t(count)) != sf_count_t(count)) return false;
         self.unflushed += count;
         if (self.unflushed >= writebackBytes) {
-            self.pending.startWriteback();
+            PendingFile::startWriteback(self.fd);
             self.unflushed = 0;
         }
         return true;
@@ -213,14 +216,22 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
     if (format == FileFormat::aiff && dataBytes > maxClassicDataBytes)
         return LoudnessError{LoudnessError::Code::outputTooLargeForAiff};
 
-    Expected<PendingFile> pending = PendingFile::create(request.destination);
-    if (!pending) return pending.error();
+    std::optional<PendingFile> pending;
+    int fd = request.scratchFd;
+    if (fd >= 0) {
+        if (::ftruncate(fd, 0) != 0 || ::lseek(fd, 0, SEEK_SET) != 0) return cannotWrite;
+    } else {
+        Expected<PendingFile> created = PendingFile::create(request.destination);
+        if (!created) return created.error();
+        pending.emplace(std::move(*created));
+        fd = pending->fd();
+    }
 
     SF_INFO info{};
     info.samplerate = int(fileRate);
     info.channels = int(count);
     info.format = sndfileFormat(format, request.depth, !plan.sndfileMap.empty(), dataBytes);
-    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open_fd(pending->fd(), SFM_WRITE, &info, SF_FALSE), &sf_close);
+    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open_fd(fd, SFM_WRITE, &info, SF_FALSE), &sf_close);
     if (!file) return cannotWrite;
     sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     SpeakerLayout declared = plan.speakers;
@@ -242,7 +253,7 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
 
     std::optional<LoudnessError> failure;
     {
-        RawWriter raw{file.get(), *pending};
+        RawWriter raw{file.get(), fd};
         BlockEncoder sink(count, request.depth, format == FileFormat::aiff, observer, &RawWriter::write, &raw);
         if (convert) {
             failure = writeConverted(source, plan.order, sampleRate, targetRate, outputFrames, sink);
@@ -263,9 +274,10 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
     }
     if (sf_error(file.get()) != SF_ERR_NO_ERROR && !failure) failure = cannotWrite;
     if (sf_close(file.release()) != 0 && !failure) failure = cannotWrite;
+    if (interruptRequested()) return LoudnessError{LoudnessError::Code::interrupted};
     if (failure) return *failure;
     const bool accepted = !observer || observer->acceptWrite();
-    if (accepted)
+    if (accepted && pending)
         if (std::optional<LoudnessError> error = pending->commit()) return *error;
 
     WriteReport report;

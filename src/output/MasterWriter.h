@@ -47,6 +47,9 @@ struct WriteRequest {
     // speaker per channel.
     std::optional<SpeakerLayout> layout{};
     std::string sourcePath{};  // the file the master comes from: never written over
+    // An open file without a name (ScratchFile) to write into from its start instead of replacing
+    // the destination, which then only names the container; -1 for none.
+    int scratchFd = -1;
 };
 
 struct WriteReport {

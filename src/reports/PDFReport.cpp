@@ -95,6 +95,7 @@ struct Words {
     const char* events;
     const char* noEvents;
     const char* moreEvents;
+    const char* truncated;  // after the duration of a source cut short
 };
 
 constexpr Words french{
@@ -143,6 +144,7 @@ constexpr Words french{
     "Événements de la source",
     "Aucun dépassement ni écrêtage.",
     "… et %1 autres dans le rapport texte",
+    " (tronqué)",
 };
 
 constexpr Words english{
@@ -192,6 +194,7 @@ constexpr Words english{
     "Source events",
     "No over and no clipping.",
     "… and %1 more in the text report",
+    " (truncated)",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -342,7 +345,8 @@ private:
 
         const double quarter = (marginRight - 14 - x0) / 4;
         fact(x0, 162, quarter - 10, w_.channels, channelFormat(in_.channelCount, w_));
-        fact(x0 + quarter, 162, quarter - 10, w_.duration, durationText(in_.durationSeconds));
+        fact(x0 + quarter, 162, quarter - 10, w_.duration,
+             durationText(in_.durationSeconds) + (in_.sourceTruncated ? qs(w_.truncated) : QString()));
         fact(xMid, 162, quarter - 10, w_.sampleRate, qs(formatOneDecimal(in_.sampleRate / 1000.0)) + " kHz");
         fact(xMid + quarter, 162, quarter - 10, "Format", qs(bits));
 

@@ -36,6 +36,9 @@ struct ReportInputs {
     // The integrated loudness written instead of the target, when the ceiling put the target
     // out of reach (DeliveryReport::targetMissedLUFS); such a master is never called conform.
     std::optional<double> targetMissedLUFS;
+    // The source was cut short (a recording that stopped): measured and mastered up to its cut,
+    // which is the master's end.
+    bool sourceTruncated = false;
 
     // Short-term loudness (3 s window) of the source and of the master, one value every
     // curveStepSeconds from the start; -inf where nothing can be measured. Empty: no graph.

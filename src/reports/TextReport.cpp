@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "measurement/FileAnalysis.h"
 #include "norms/PADCheck.h"
 #include "output/MasterDelivery.h"
 #include "reports/ReportFormat.h"
@@ -110,7 +111,7 @@ std::string makeTextReport(const ReportInputs& in) {
     r.add("VELMORA — RAPPORT DE MASTERING");
     r.add(rule);
     r.field("Date", reportDate(in));
-    r.field("Fichier source", in.sourceName);
+    r.field("Fichier source", in.sourceName + (in.sourceTruncated ? " (" + truncatedText(in.durationSeconds) + ")" : ""));
     r.field("Fichier exporté", in.exportedName);
     r.add("");
     r.add("RÉGLAGES");

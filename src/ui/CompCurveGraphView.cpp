@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "mastering/ParamRanges.h"
 #include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
@@ -90,7 +91,7 @@ void CompCurveGraphView::drag(QPointF pos) {
     const double x = std::clamp(pos.x() - plot.left(), 0.0, plot.width());
     const double y = std::clamp(pos.y() - plot.top(), 0.0, plot.height());
     if (dragged_ == Handle::knee) {
-        const double threshold = std::clamp(x / plot.width() * spanDB - spanDB, -40.0, 0.0);
+        const double threshold = rangeOf(&MasterParams::compThreshold)->clamp(x / plot.width() * spanDB - spanDB);
         if (threshold == threshold_) return;
         setThreshold(threshold);
         emit thresholdEdited(threshold_);
@@ -99,7 +100,8 @@ void CompCurveGraphView::drag(QPointF pos) {
         // reaches it, and the steepest one is the answer.
         const double o = -spanDB * y / plot.height();
         const double rise = o - makeup_ - threshold_;
-        const double ratio = rise > 0.1 ? std::clamp((0 - threshold_) / rise, 1.0, 10.0) : 10.0;
+        const ParamRange ratios = *rangeOf(&MasterParams::compRatio);
+        const double ratio = rise > 0.1 ? ratios.clamp((0 - threshold_) / rise) : ratios.high;
         if (ratio == ratio_) return;
         setRatio(ratio);
         emit ratioEdited(ratio_);

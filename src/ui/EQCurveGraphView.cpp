@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 
+#include "mastering/ParamRanges.h"
 #include "ui/EqualiserResponse.h"
 #include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
@@ -32,14 +33,17 @@ struct BandRule {
 };
 
 const std::array<BandRule, 5>& bandRules() {
+    // The frequency ranges are the knobs' own (ParamRanges.h).
+    const auto low = [](double MasterParams::*f) { return rangeOf(f)->low; };
+    const auto high = [](double MasterParams::*f) { return rangeOf(f)->high; };
+    using P = MasterParams;
     static const std::array<BandRule, 5> rules{{
-        {EQBand::highPass, "HPF", 20, 300, &MasterParams::hpfFreq, nullptr, nullptr, theme::bandHighPass},
-        {EQBand::lowShelf, "GRAVES", 40, 400, &MasterParams::lsFreq, &MasterParams::lsGain, nullptr, theme::bandLow},
-        {EQBand::lowMid, "BAS-MÉD", 100, 2000, &MasterParams::b1Freq, &MasterParams::b1Gain, &MasterParams::b1Q,
-         theme::bandLowMid},
-        {EQBand::highMid, "HAUT-MÉD", 1000, 12000, &MasterParams::b2Freq, &MasterParams::b2Gain, &MasterParams::b2Q,
+        {EQBand::highPass, "HPF", low(&P::hpfFreq), high(&P::hpfFreq), &P::hpfFreq, nullptr, nullptr, theme::bandHighPass},
+        {EQBand::lowShelf, "GRAVES", low(&P::lsFreq), high(&P::lsFreq), &P::lsFreq, &P::lsGain, nullptr, theme::bandLow},
+        {EQBand::lowMid, "BAS-MÉD", low(&P::b1Freq), high(&P::b1Freq), &P::b1Freq, &P::b1Gain, &P::b1Q, theme::bandLowMid},
+        {EQBand::highMid, "HAUT-MÉD", low(&P::b2Freq), high(&P::b2Freq), &P::b2Freq, &P::b2Gain, &P::b2Q,
          theme::bandHighMid},
-        {EQBand::highShelf, "AIGUS", 4000, 16000, &MasterParams::hsFreq, &MasterParams::hsGain, nullptr, theme::bandHigh},
+        {EQBand::highShelf, "AIGUS", low(&P::hsFreq), high(&P::hsFreq), &P::hsFreq, &P::hsGain, nullptr, theme::bandHigh},
     }};
     return rules;
 }
@@ -160,14 +164,15 @@ void EQCurveGraphView::drag(QPointF pos, Qt::KeyboardModifiers modifiers) {
     MasterParams edited = params_;
     if (modifiers & (Qt::AltModifier | Qt::ControlModifier | Qt::ShiftModifier)) {
         if (!r.q) return;  // a shelf or the high-pass has no Q: the gesture does nothing
-        edited.*r.q = (1 - y / plot.height()) * 2.7 + 0.3;
+        const ParamRange q = *rangeOf(r.q);
+        edited.*r.q = (1 - y / plot.height()) * (q.high - q.low) + q.low;
         readout_ = QString::fromUtf8(r.name) + QStringLiteral(" · Q ") + fixedText(edited.*r.q, 2);
     } else {
         edited.*r.frequency = std::clamp(frequencyAt(x), r.lowHz, r.highHz);
         readout_ = QString::fromUtf8(r.name) + QStringLiteral(" · ") + frequencyText(edited.*r.frequency);
         if (r.gain) {
             const double centre = plot.height() / 2;
-            edited.*r.gain = std::clamp((centre - y) / (centre - topMargin) * rangeDB, -gainLimitDB, gainLimitDB);
+            edited.*r.gain = rangeOf(r.gain)->clamp((centre - y) / (centre - topMargin) * rangeDB);
             readout_ += QStringLiteral(" · ") + signedFixedText(edited.*r.gain, 1) + QStringLiteral(" dB");
         }
     }

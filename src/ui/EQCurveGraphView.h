@@ -27,7 +27,6 @@ class EQCurveGraphView : public QWidget {
     Q_OBJECT
 public:
     static constexpr double rangeDB = 15;  // the plot's half height
-    static constexpr double gainLimitDB = 12;
     static constexpr double topMargin = 6;  // +15 dB sits this far below the plot's top
 
     explicit EQCurveGraphView(QWidget* parent = nullptr);

@@ -51,10 +51,11 @@ TEST(Application, WindowComesBackWhereItWasLeft) {
     EXPECT_EQ(again.window().geometry().topLeft(), QPoint(40, 60));
 }
 
-// The installed program, off screen, with its settings in a folder of the test's own.
+// The installed program, off screen, with its settings in a folder of the test's own and no
+// session bus, so no other window of the user takes its files.
 CommandResult runVelmora(const ScratchDir& home, const std::string& arguments) {
     return runCommand("cd " + shellQuote(home.path().string()) + " && XDG_CONFIG_HOME=" +
-                      shellQuote((home / "config").string()) +
+                      shellQuote((home / "config").string()) + " DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent" +
                       " QT_QPA_PLATFORM=offscreen VELMORA_QUIT_WHEN_IDLE=1 timeout 120 " VELMORA_APP_PATH " " + arguments);
 }
 

@@ -74,7 +74,7 @@ TEST(ModelJobs, BatchOfFiveWithTwoFailuresKeepsGoing) {
     ASSERT_TRUE(waitIdle(model, 300));
     std::printf("worst main-thread stall during the batch: %lld ms\n", static_cast<long long>(watch.worstMs()));
 
-    EXPECT_EQ(model.globalStatus(), "Traitement terminé — 2 fichier(s) en échec (voir détail).");
+    EXPECT_EQ(model.globalStatus(), "Traitement par lots terminé : 3 fichiers, 2 échecs");
     EXPECT_EQ(done, (std::vector<int>{1, 2, 3, 4, 5}));
     ASSERT_EQ(model.lastBatchFailures().size(), 2u);
     EXPECT_EQ(model.lastBatchFailures()[0].name, "f1.wav");

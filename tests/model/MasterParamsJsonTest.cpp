@@ -85,15 +85,18 @@ TEST(MasterParamsJson, AcceptsWhitespaceEscapesAndUnknownKeys) {
     EXPECT_EQ(p->hpfFreq, -45.0);
 }
 
-// User presets keep their settings as a nested object: a damaged one refuses the whole list, and
-// the values come back exactly.
+// User presets keep their settings as a nested object: the values come back exactly, and a
+// damaged entry costs only itself.
 TEST(MasterParamsJson, StoredPresetsKeepTheSettingsExactly) {
     const std::vector<NamedPreset> presets{{QUuid::createUuid(), "Chaud", unusual()},
                                            {QUuid::createUuid(), "Neutre", MasterParams{}}};
     const QByteArray stored = encodeNamedPresets(presets);
-    EXPECT_EQ(decodeNamedPresets(stored), presets);
-    EXPECT_FALSE(decodeNamedPresets(replaced(stored, R"("compRatio":2,)", "")));
-    EXPECT_FALSE(decodeNamedPresets(replaced(stored, R"("compRatio":2)", R"("compRatio":"2")")));
+    EXPECT_EQ(decodeNamedPresets(stored), (DecodedList<NamedPreset>{presets, 0}));
+    const std::vector<NamedPreset> second{presets[1]};
+    EXPECT_EQ(decodeNamedPresets(replaced(stored, R"("compRatio":2,)", "")), (DecodedList<NamedPreset>{second, 1}));
+    EXPECT_EQ(decodeNamedPresets(replaced(stored, R"("compRatio":2)", R"("compRatio":"2")")),
+              (DecodedList<NamedPreset>{second, 1}));
+    EXPECT_FALSE(decodeNamedPresets("not json"));
 }
 
 }  // namespace

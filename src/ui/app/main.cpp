@@ -2,8 +2,12 @@
 //   velmora                  opens the window
 //   velmora FILE_OR_FOLDER…  opens it with those files queued and analysed (the desktop
 //                            entry's "Open with")
+// One window per user: a launch while Velmora runs hands its files and folders to that window
+// over the session bus and ends (see SingleInstance.h).
 // With VELMORA_QUIT_WHEN_IDLE set, the application closes once what it was given has been
-// analysed, exiting 0 when every file is ready and 1 otherwise: for scripts and tests.
+// analysed, exiting 0 when every file is ready and 1 otherwise, and prints the path of each file
+// of its queue: for scripts and tests. A number N above 1 waits until N files are queued (some
+// may come from later launches).
 #include <QApplication>
 #include <QFontDatabase>
 #include <QIcon>
@@ -13,8 +17,11 @@
 #include <QTranslator>
 #include <algorithm>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "ui/StudioTheme.h"
+#include "ui/app/SingleInstance.h"
 #include "ui/app/VelmoraApp.h"
 
 namespace {
@@ -38,17 +45,20 @@ void speakFrench(QApplication& app) {
         QApplication::installTranslator(translator);
 }
 
-void quitWhenIdle(velmora::VelmoraApp& app, bool given) {
-    const auto finish = [&app, given] {
+void quitWhenIdle(velmora::VelmoraApp& app, bool given, int wanted) {
+    const auto finish = [&app, given, wanted] {
         const auto& queue = app.model().queue();
+        if (app.model().busy() || (wanted > 1 && int(queue.size()) < wanted)) return;
         const bool allReady = std::all_of(queue.begin(), queue.end(),
                                           [](const velmora::FileItem& i) { return i.status == velmora::ItemStatus::ready; });
         const int code = allReady && !(given && queue.empty()) ? 0 : 1;
+        for (const auto& item : queue) std::printf("%s\n", item.url.c_str());
+        std::fflush(stdout);
         app.window().close();
         QCoreApplication::exit(code);
     };
-    if (app.model().busy()) QObject::connect(&app.model(), &velmora::Model::idle, &app, finish, Qt::SingleShotConnection);
-    else QTimer::singleShot(0, &app, finish);
+    QObject::connect(&app.model(), &velmora::Model::idle, &app, finish);
+    QTimer::singleShot(0, &app, finish);
 }
 
 }  // namespace
@@ -64,9 +74,21 @@ int main(int argc, char** argv) {
     useStudioLook(qtApp);
     speakFrench(qtApp);
 
-    const QStringList paths = QApplication::arguments().mid(1);
+    // The arguments' bytes, so a name that is not UTF-8 reaches the queue as it is.
+    const std::vector<std::string> paths(argv + 1, argv + argc);
+    velmora::SingleInstance instance;
+    if (instance.claim(paths) == velmora::SingleInstance::Role::handedOver) return 0;
+
     velmora::VelmoraApp app;
-    app.start(paths);
-    if (qEnvironmentVariableIsSet("VELMORA_QUIT_WHEN_IDLE")) quitWhenIdle(app, !paths.isEmpty());
+    app.start({});
+    if (!paths.empty()) app.model().addPaths(paths);
+    instance.setHandover({[&app](const std::vector<std::string>& more) { app.model().addPaths(more); },
+                          [&app] {
+                              app.window().show();
+                              app.window().raise();
+                              app.window().activateWindow();
+                          }});
+    if (qEnvironmentVariableIsSet("VELMORA_QUIT_WHEN_IDLE"))
+        quitWhenIdle(app, !paths.empty(), qEnvironmentVariableIntValue("VELMORA_QUIT_WHEN_IDLE"));
     return QApplication::exec();
 }

@@ -1,5 +1,6 @@
 #include "ui/window/ChainBinding.h"
 
+#include "mastering/ParamRanges.h"
 #include "model/Model.h"
 #include "ui/LedToggle.h"
 #include "ui/SSLKnob.h"
@@ -17,10 +18,11 @@ void ChainBinding::edit(const std::function<void(MasterParams&)>& change) {
     model_.setMp(p);
 }
 
-SSLKnob* ChainBinding::knob(double MasterParams::*field, const QString& label, double low, double high,
-                            const char* format, const QString& unit, const QColor& colour, int size, QWidget* parent,
+SSLKnob* ChainBinding::knob(double MasterParams::*field, const QString& label, const char* format,
+                            const QString& unit, const QColor& colour, int size, QWidget* parent,
                             const QString& accessibleName) {
-    auto* k = new SSLKnob(label, low, high, format, unit, colour, size, parent);
+    const ParamRange range = *rangeOf(field);
+    auto* k = new SSLKnob(label, range.low, range.high, format, unit, colour, size, parent);
     k->setDefaultValue(MasterParams{}.*field);
     k->setValue(model_.mp().*field);
     if (!accessibleName.isEmpty()) k->setAccessibleName(accessibleName);
@@ -37,9 +39,10 @@ LedToggle* ChainBinding::toggle(bool MasterParams::*field, const QString& label,
     return t;
 }
 
-LabeledSlider* ChainBinding::slider(double MasterParams::*field, const QString& caption, double low, double high,
-                                    double step, std::function<QString(double)> format, QWidget* parent) {
-    auto* s = new LabeledSlider(caption, low, high, step, std::move(format), parent);
+LabeledSlider* ChainBinding::slider(double MasterParams::*field, const QString& caption, double step,
+                                    std::function<QString(double)> format, QWidget* parent) {
+    const ParamRange range = *rangeOf(field);
+    auto* s = new LabeledSlider(caption, range.low, range.high, step, std::move(format), parent);
     s->setValue(model_.mp().*field);
     connect(s, &LabeledSlider::valueEdited, this, [this, field](double v) { edit([&](MasterParams& p) { p.*field = v; }); });
     shows_.push_back([s, field](const MasterParams& p) { s->setValue(p.*field); });

@@ -27,12 +27,13 @@ class ChainBinding : public QObject {
 public:
     ChainBinding(Model& model, QObject* parent);
 
-    // A knob on `field`, reset by a double-click to the field's default.
-    SSLKnob* knob(double MasterParams::*field, const QString& label, double low, double high, const char* format,
+    // A knob on `field` over the field's range (ParamRanges.h), reset by a double-click to the
+    // field's default.
+    SSLKnob* knob(double MasterParams::*field, const QString& label, const char* format,
                   const QString& unit, const QColor& colour, int size, QWidget* parent,
                   const QString& accessibleName = {});
     LedToggle* toggle(bool MasterParams::*field, const QString& label, QWidget* parent);
-    LabeledSlider* slider(double MasterParams::*field, const QString& caption, double low, double high, double step,
+    LabeledSlider* slider(double MasterParams::*field, const QString& caption, double step,
                           std::function<QString(double)> format, QWidget* parent);
     // Anything else that shows the chain (graphs, notes, glows).
     void onChange(std::function<void(const MasterParams&)> show);

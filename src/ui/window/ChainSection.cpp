@@ -86,25 +86,24 @@ StudioPanel* ChainSection::makeEqualiser() {
         QString name;
         QColor colour;
         double MasterParams::*freq;
-        double low, high;
         double MasterParams::*gain;
         double MasterParams::*q;
     };
     const Band table[] = {
-        {QStringLiteral("PASSE-HAUT"), theme::bandHighPass, &MasterParams::hpfFreq, 20, 300, nullptr, nullptr},
-        {QStringLiteral("GRAVES"), theme::bandLow, &MasterParams::lsFreq, 40, 400, &MasterParams::lsGain, nullptr},
-        {QStringLiteral("BAS-MÉD"), theme::bandLowMid, &MasterParams::b1Freq, 100, 2000, &MasterParams::b1Gain, &MasterParams::b1Q},
-        {QStringLiteral("HAUT-MÉD"), theme::bandHighMid, &MasterParams::b2Freq, 1000, 12000, &MasterParams::b2Gain, &MasterParams::b2Q},
-        {QStringLiteral("AIGUS"), theme::bandHigh, &MasterParams::hsFreq, 4000, 16000, &MasterParams::hsGain, nullptr},
+        {QStringLiteral("PASSE-HAUT"), theme::bandHighPass, &MasterParams::hpfFreq, nullptr, nullptr},
+        {QStringLiteral("GRAVES"), theme::bandLow, &MasterParams::lsFreq, &MasterParams::lsGain, nullptr},
+        {QStringLiteral("BAS-MÉD"), theme::bandLowMid, &MasterParams::b1Freq, &MasterParams::b1Gain, &MasterParams::b1Q},
+        {QStringLiteral("HAUT-MÉD"), theme::bandHighMid, &MasterParams::b2Freq, &MasterParams::b2Gain, &MasterParams::b2Q},
+        {QStringLiteral("AIGUS"), theme::bandHigh, &MasterParams::hsFreq, &MasterParams::hsGain, nullptr},
     };
     int column = 0;
     for (const Band& b : table) {
         bands->addWidget(bandTitle(b.name, b.colour, panel), 0, column, Qt::AlignHCenter);
-        bands->addWidget(binding_->knob(b.freq, QStringLiteral("FREQ"), b.low, b.high, "%.0f", QStringLiteral("Hz"), b.colour,
+        bands->addWidget(binding_->knob(b.freq, QStringLiteral("FREQ"), "%.0f", QStringLiteral("Hz"), b.colour,
                                         bigKnob, panel, b.name + QStringLiteral(" · FREQ")),
                          1, column, Qt::AlignHCenter);
         if (b.gain)
-            bands->addWidget(binding_->knob(b.gain, QStringLiteral("GAIN"), -12, 12, "%+.0f", QStringLiteral("dB"), b.colour,
+            bands->addWidget(binding_->knob(b.gain, QStringLiteral("GAIN"), "%+.0f", QStringLiteral("dB"), b.colour,
                                             bigKnob, panel, b.name + QStringLiteral(" · GAIN")),
                              2, column, Qt::AlignHCenter);
         else {
@@ -113,7 +112,7 @@ StudioPanel* ChainSection::makeEqualiser() {
             bands->addWidget(hpf, 2, column, Qt::AlignHCenter | Qt::AlignTop);
         }
         if (b.q)
-            bands->addWidget(binding_->knob(b.q, QStringLiteral("Q"), 0.3, 3, "%.2f", QString(), b.colour, smallKnob, panel,
+            bands->addWidget(binding_->knob(b.q, QStringLiteral("Q"), "%.2f", QString(), b.colour, smallKnob, panel,
                                             b.name + QStringLiteral(" · Q")),
                              3, column, Qt::AlignHCenter);
         ++column;
@@ -155,11 +154,11 @@ StudioPanel* ChainSection::makeCompressor() {
     auto* knobs = new QHBoxLayout;
     knobs->setSpacing(4);
     const QColor c = theme::accent;
-    knobs->addWidget(binding_->knob(&MasterParams::compThreshold, QStringLiteral("SEUIL"), -40, 0, "%.0f", QStringLiteral("dB"), c, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::compRatio, QStringLiteral("RATIO"), 1, 10, "%.1f", QString(), c, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::compAttack, QStringLiteral("ATTAQUE"), 0.1, 100, "%.0f", QStringLiteral("ms"), c, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::compRelease, QStringLiteral("RELÂCHE"), 10, 1000, "%.0f", QStringLiteral("ms"), c, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::compMakeup, QStringLiteral("GAIN"), 0, 12, "%+.0f", QStringLiteral("dB"), c, bigKnob, panel,
+    knobs->addWidget(binding_->knob(&MasterParams::compThreshold, QStringLiteral("SEUIL"), "%.0f", QStringLiteral("dB"), c, bigKnob, panel));
+    knobs->addWidget(binding_->knob(&MasterParams::compRatio, QStringLiteral("RATIO"), "%.1f", QString(), c, bigKnob, panel));
+    knobs->addWidget(binding_->knob(&MasterParams::compAttack, QStringLiteral("ATTAQUE"), "%.0f", QStringLiteral("ms"), c, bigKnob, panel));
+    knobs->addWidget(binding_->knob(&MasterParams::compRelease, QStringLiteral("RELÂCHE"), "%.0f", QStringLiteral("ms"), c, bigKnob, panel));
+    knobs->addWidget(binding_->knob(&MasterParams::compMakeup, QStringLiteral("GAIN"), "%+.0f", QStringLiteral("dB"), c, bigKnob, panel,
                                     QStringLiteral("GAIN DE COMPENSATION")));
     layout->addLayout(knobs);
     return panel;
@@ -174,14 +173,14 @@ StudioPanel* ChainSection::makeDynamics() {
     layout->addWidget(binding_->toggle(&MasterParams::autoProtectComp, QStringLiteral("PROTECTION AUTO"), panel));
     QLabel* protection = makeNote(QString(), panel);
     layout->addWidget(protection);
-    layout->addWidget(binding_->slider(&MasterParams::autoProtectThresholdDB, QStringLiteral("Seuil de déclenchement"), 0.5, 4,
+    layout->addWidget(binding_->slider(&MasterParams::autoProtectThresholdDB, QStringLiteral("Seuil de déclenchement"),
                                        0.5, [](double v) { return withUnit(v, QStringLiteral("dB")); }, panel));
     binding_->onChange([protection](const MasterParams& p) { protection->setText(protectionLine(p.autoProtectThresholdDB)); });
 
     layout->addSpacing(6);
     layout->addWidget(binding_->toggle(&MasterParams::lraOn, QStringLiteral("RÉDUCTION DE PLAGE (LRA)"), panel));
     layout->addWidget(makeNote(QStringLiteral("Compression douce sur l'enveloppe pour resserrer la dynamique vers la cible."), panel));
-    layout->addWidget(binding_->slider(&MasterParams::lraTarget, QStringLiteral("LRA cible"), 5, 16, 0.5,
+    layout->addWidget(binding_->slider(&MasterParams::lraTarget, QStringLiteral("LRA cible"), 0.5,
                                        [](double v) { return withUnit(v, QStringLiteral("LU")); }, panel));
 
     layout->addSpacing(6);
@@ -213,25 +212,24 @@ StudioPanel* ChainSection::makeTonal() {
         QColor colour;
         double MasterParams::*gain;
         double MasterParams::*freq;
-        double low, high;
     };
     const Band table[] = {
-        {QStringLiteral("GRAVES"), theme::bandLow, &MasterParams::tLsGain, &MasterParams::tLsFreq, 40, 400},
-        {QStringLiteral("MÉDIUMS"), theme::bandLowMid, &MasterParams::tMidGain, &MasterParams::tMidFreq, 200, 8000},
-        {QStringLiteral("AIGUS"), theme::bandHigh, &MasterParams::tHsGain, &MasterParams::tHsFreq, 3000, 18000},
+        {QStringLiteral("GRAVES"), theme::bandLow, &MasterParams::tLsGain, &MasterParams::tLsFreq},
+        {QStringLiteral("MÉDIUMS"), theme::bandLowMid, &MasterParams::tMidGain, &MasterParams::tMidFreq},
+        {QStringLiteral("AIGUS"), theme::bandHigh, &MasterParams::tHsGain, &MasterParams::tHsFreq},
     };
     int column = 0;
     for (const Band& b : table) {
         bands->addWidget(bandTitle(b.name, b.colour, panel), 0, column * 2, 1, 2, Qt::AlignHCenter);
-        bands->addWidget(binding_->knob(b.gain, QStringLiteral("GAIN"), -12, 12, "%+.1f", QStringLiteral("dB"), b.colour, bigKnob,
+        bands->addWidget(binding_->knob(b.gain, QStringLiteral("GAIN"), "%+.1f", QStringLiteral("dB"), b.colour, bigKnob,
                                         panel, b.name + QStringLiteral(" · GAIN")),
                          1, column * 2, Qt::AlignHCenter | Qt::AlignBottom);
-        bands->addWidget(binding_->knob(b.freq, QStringLiteral("FREQ"), b.low, b.high, "%.0f", QStringLiteral("Hz"), b.colour,
+        bands->addWidget(binding_->knob(b.freq, QStringLiteral("FREQ"), "%.0f", QStringLiteral("Hz"), b.colour,
                                         smallKnob, panel, b.name + QStringLiteral(" · FREQ")),
                          1, column * 2 + 1, Qt::AlignHCenter | Qt::AlignBottom);
         ++column;
     }
-    bands->addWidget(binding_->knob(&MasterParams::tMidQ, QStringLiteral("Largeur"), 0.3, 3, "%.1f", QString(), theme::bandLowMid,
+    bands->addWidget(binding_->knob(&MasterParams::tMidQ, QStringLiteral("Largeur"), "%.1f", QString(), theme::bandLowMid,
                                     smallKnob, panel, QStringLiteral("MÉDIUMS · Largeur")),
                      2, 2, 1, 2, Qt::AlignHCenter);
     layout->addLayout(bands);
@@ -248,9 +246,9 @@ StudioPanel* ChainSection::makeStereo() {
     layout->addWidget(subtitle(QStringLiteral("LARGEUR STÉRÉO"), panel));
     auto* knobs = new QHBoxLayout;
     knobs->setSpacing(10);
-    knobs->addWidget(binding_->knob(&MasterParams::midGain, QStringLiteral("MID"), -12, 12, "%+.1f", QStringLiteral("dB"),
+    knobs->addWidget(binding_->knob(&MasterParams::midGain, QStringLiteral("MID"), "%+.1f", QStringLiteral("dB"),
                                     theme::bandHigh, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::sideGain, QStringLiteral("SIDE"), -12, 12, "%+.1f", QStringLiteral("dB"),
+    knobs->addWidget(binding_->knob(&MasterParams::sideGain, QStringLiteral("SIDE"), "%+.1f", QStringLiteral("dB"),
                                     theme::bandHighMid, bigKnob, panel));
     QLabel* note = makeNote(QStringLiteral("MID = centre (voix, basse) · SIDE = largeur. Monter SIDE élargit, baisser resserre "
                                            "vers le mono."),

@@ -138,7 +138,9 @@ void FileRowsView::paintEvent(QPaintEvent* e) {
         p.setFont(info);
         p.setPen(theme::textSecondary);
         const QRectF infoRect(r.left() + 14, r.top() + 26, r.right() - 26 - r.left(), 18);
-        p.drawText(infoRect, Qt::AlignLeft | Qt::AlignVCenter, infoMetrics.elidedText(item.info, Qt::ElideRight, infoRect.width()));
+        // A report of the last master that could not be written is said where the file is.
+        const QString infoText = item.reportProblem.isEmpty() ? item.info : item.info + QStringLiteral(" · ") + item.reportProblem;
+        p.drawText(infoRect, Qt::AlignLeft | Qt::AlignVCenter, infoMetrics.elidedText(infoText, Qt::ElideRight, infoRect.width()));
         p.setFont(caption);
         p.setPen(toQColor(statusColor(item.status)));
         p.drawText(QRectF(r.right() - 12 - statusWidth, r.top() + 6, statusWidth, 20), Qt::AlignRight | Qt::AlignVCenter, status);
