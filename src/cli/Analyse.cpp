@@ -10,6 +10,7 @@
 #include "cli/Progress.h"
 #include "cli/Settings.h"
 #include "cli/Text.h"
+#include "measurement/DialogueAnalyzer.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Diagnosis.h"
 #include "norms/PADCheck.h"
@@ -54,7 +55,8 @@ Outcome analyseOne(const std::string& path, const MeasureOptions& options) {
         o.error = *reason;
     }
     o.norms = diagnose(presets(), r.integratedLUFS, r.truePeakDB);
-    o.pad = checkPAD(r.loudnessRange, r.integratedLUFS, r.truePeakDB, r.shortTermMax, o.analysis->durationSeconds());
+    o.pad = checkPAD(r.loudnessRange, r.integratedLUFS, r.truePeakDB, r.shortTermMax, o.analysis->durationSeconds(),
+                     dialogueExcursion(r.dialogueShortTermMin, r.dialogueShortTermMax));
     return o;
 }
 
@@ -71,6 +73,7 @@ void printHuman(const Outcome& o, const MeasureOptions& options) {
     if (o.error) std::cout << o.status << " : " << *o.error << '\n';
 
     printMeasurementTable(std::cout, {&r}, unit);
+    if (r.dialogueShare) std::cout << dialogueShareText(*r.dialogueShare) << '\n';
 
     std::cout << "\nDIAGNOSTIC MULTI-NORME · CONFORMITÉ INSTANTANÉE " << diagnosisBadge(o.norms) << '\n'
               << diagnosisSummary(o.norms) << '\n';
@@ -106,7 +109,7 @@ void printJson(const Outcome& o) {
         j.field("channels", a.channelCount).field("sampleRate", a.sampleRate).field("durationSeconds", a.durationSeconds());
         j.field("integratedLUFS", r.integratedLUFS).field("loudnessRange", r.loudnessRange);
         j.field("truePeakDB", r.truePeakDB).field("momentaryMax", r.momentaryMax).field("shortTermMax", r.shortTermMax);
-        j.field("programmeLUFS", r.programmeLUFS);
+        j.field("programmeLUFS", r.programmeLUFS).field("dialogueShare", r.dialogueShare);
         j.field("plr", difference(r.truePeakDB, r.integratedLUFS)).field("psr", difference(r.truePeakDB, r.shortTermMax));
         j.key("inversionWarning");
         if (a.inversion) {
@@ -122,7 +125,7 @@ void printJson(const Outcome& o) {
         }
     } else {
         for (const char* k : {"channels", "sampleRate", "durationSeconds", "integratedLUFS", "loudnessRange", "truePeakDB",
-                              "momentaryMax", "shortTermMax", "programmeLUFS", "plr", "psr", "inversionWarning"})
+                              "momentaryMax", "shortTermMax", "programmeLUFS", "dialogueShare", "plr", "psr", "inversionWarning"})
             j.key(k).null();
     }
     j.key("norms").beginArray();

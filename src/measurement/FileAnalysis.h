@@ -1,6 +1,6 @@
 #pragma once
-// Decoding and measuring one file in a single pass: the standard measurement runs while the
-// file decodes; the dialogue measurement, which needs the whole programme first, runs after.
+// Decoding and measuring one file in a single pass: the measurement, and in dialogue mode the
+// speech detector, run while the file decodes.
 #include <optional>
 #include <string>
 
@@ -10,6 +10,9 @@
 #include "measurement/LoudnessEngine.h"
 
 namespace velmora {
+
+// Why a dialogue-gated measurement has no value while the programme has one.
+inline constexpr const char* noDialogueText = "Aucun dialogue détecté";
 
 struct AnalysisSettings {
     ChannelLayout layout = ChannelLayout::autoDetect;

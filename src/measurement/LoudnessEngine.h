@@ -19,6 +19,8 @@
 
 namespace velmora {
 
+class VoiceActivityDetector;
+
 using BlockEnergies = std::vector<std::vector<double>>;  // per channel, mean square per block
 
 struct LoudnessResult {
@@ -28,6 +30,11 @@ struct LoudnessResult {
     double momentaryMax = -std::numeric_limits<double>::infinity();
     double shortTermMax = -std::numeric_limits<double>::infinity();
     std::optional<double> programmeLUFS;  // dialogue mode only
+    // Dialogue mode only: the share (0 … 1) of the programme's gated 400 ms blocks that carry
+    // speech, and the range of the short-term loudness over the stretches that do (absent when
+    // none does).
+    std::optional<double> dialogueShare{};
+    std::optional<double> dialogueShortTermMin{}, dialogueShortTermMax{};
 
     // Where the maxima lie, in seconds from the start, so a listener can go and hear them: the
     // start of the loudest 400 ms and 3 s windows, the 43 ms stretch (2048 frames at 48 kHz)
@@ -62,6 +69,8 @@ struct LoudnessEngine {
     static double integratedLoudness(const BlockEnergies& blocks, std::span<const double> weights);
     static double maskedIntegratedLoudness(const BlockEnergies& blocks, std::span<const double> weights,
                                            const std::vector<bool>& flags);
+    // Which blocks pass both gates of integratedLoudness.
+    static std::vector<bool> gatedBlocks(const BlockEnergies& blocks, std::span<const double> weights);
     static double maxBlockLoudness(const BlockEnergies& blocks, std::span<const double> weights);
     static std::optional<double> computeLoudnessRange(const BlockEnergies& shortTermBlocks,
                                                       std::span<const double> weights);
@@ -76,8 +85,11 @@ struct LoudnessEngine {
     static LoudnessResult measure(const Channels& channels, std::span<const double> weights, double sampleRate,
                                   const ProgressFn& progress = {});
     static LoudnessResult measureDialogue(const Channels& channels, std::span<const double> weights,
-                                          double sampleRate, const ProgressFn& progress = {},
-                                          double preferredSampleRate = 16000.0, double voiceThresholdDB = -36.0);
+                                          double sampleRate, const ProgressFn& progress = {});
+    // The same with another detector, for comparing detectors on the same material.
+    static LoudnessResult measureDialogue(const Channels& channels, std::span<const double> weights,
+                                          double sampleRate, const ProgressFn& progress,
+                                          const VoiceActivityDetector& detector);
 
     // Short-term loudness (LUFS) of the 3 s window ending every `stepSeconds` from the start,
     // for drawing; -inf where the window is silent or not yet full. Allocates the result and

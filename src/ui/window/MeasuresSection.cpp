@@ -8,6 +8,8 @@
 #include <cmath>
 #include <limits>
 
+#include "measurement/DialogueAnalyzer.h"
+#include "measurement/FileAnalysis.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "output/MasterDelivery.h"
@@ -211,6 +213,12 @@ void MeasuresSection::refresh() {
         truePeak_->setColor(peakColour);
     }
     showReading(range_, m.loudnessRange.value_or(minusInfinity), QStringLiteral("LU"));
+    // A dialogue-gated measurement reads the speech alone; the programme goes beside it.
+    const bool dialogue = m.programmeLUFS.has_value();
+    if (dialogue != showsDialogue_) {
+        showsDialogue_ = dialogue;
+        integrated_->setTitle(dialogue ? QStringLiteral("DIALOGUES") : QStringLiteral("INTÉGRÉE"));
+    }
     if (!live_) showLive(std::nullopt);
     refreshWarnings();
 }
@@ -259,6 +267,16 @@ void MeasuresSection::refreshWarnings() {
         lines.emplace_back(QStringLiteral("⚠ ") + QString::fromStdString(targetMissedText(*item->targetMissedLUFS)),
                            theme::zoneAmber);
     if (!model_.layoutWarning().isEmpty()) lines.emplace_back(model_.layoutWarning(), theme::zoneAmber);
+    if (item && item->measured && item->measured->programmeLUFS) {
+        const LoudnessResult& m = *item->measured;
+        if (!std::isfinite(m.integratedLUFS) && std::isfinite(*m.programmeLUFS))
+            lines.emplace_back(QString::fromUtf8(noDialogueText), theme::zoneAmber);
+        lines.emplace_back(QStringLiteral("Sonie programme : ") + oneDecimal(*m.programmeLUFS) +
+                               (std::isfinite(*m.programmeLUFS) ? " " + unitText(model_.displayUnit()) : QString()),
+                           theme::textPrimary);
+        if (m.dialogueShare)
+            lines.emplace_back(QString::fromStdString(dialogueShareText(*m.dialogueShare)), theme::textSecondary);
+    }
     // New labels lay the panel out again: only when the lines are not those shown.
     if (lines == shownWarnings_) return;
     shownWarnings_ = lines;
