@@ -8,8 +8,17 @@ namespace velmora {
 DialogueAnalyzer::DialogueAnalyzer(LoudnessAnalyzer& loudness, WeightsFor weightsFor)
     : loudness_(loudness), weightsFor_(std::move(weightsFor)) {}
 
+DialogueAnalyzer::~DialogueAnalyzer() { quiesce(); }
+
+void DialogueAnalyzer::quiesce() {
+    loudness_.quiesce();
+    if (pool_) pool_->wait();
+}
+
 void DialogueAnalyzer::started(const PlanarAudio& audio, std::size_t expectedFrames) {
+    quiesce();
     loudness_.started(audio, expectedFrames);
+    if (!pool_) pool_ = std::make_unique<WorkerPool>(1);
     foldWeights_ = weightsFor_ ? weightsFor_(audio) : std::vector<double>(audio.channelCount(), 1.0);
     mono_.assign(SpeechStream::sliceSamples, 0.0f);
     speech_.prepare(audio.sampleRate, expectedFrames);
@@ -17,9 +26,12 @@ void DialogueAnalyzer::started(const PlanarAudio& audio, std::size_t expectedFra
 }
 
 void DialogueAnalyzer::framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) {
-    // The loudness meters work on their threads while this one folds and listens for speech.
     loudness_.framesDecoded(audio, begin, end);
-    // The fold-down of monoForDetection, slice by slice.
+    pool_->wait();
+    pool_->start(1, [this, &audio, begin, end](std::size_t) { listen(audio, begin, end); });
+}
+
+void DialogueAnalyzer::listen(const PlanarAudio& audio, std::size_t begin, std::size_t end) {    // The fold-down of monoForDetection, slice by slice.
     const std::size_t usable = std::min(audio.channelCount(), foldWeights_.size());
     std::size_t k = 0;
     for (std::size_t i = 0; i < usable; ++i) k += foldWeights_[i] > 0.01 ? 1 : 0;
@@ -37,7 +49,7 @@ void DialogueAnalyzer::framesDecoded(const PlanarAudio& audio, std::size_t begin
 }
 
 LoudnessResult DialogueAnalyzer::result(std::span<const double> weights) {
-    loudness_.wait();
+    quiesce();
     if (!finished_) speech_.finish(), finished_ = true;
     LoudnessResult r = loudness_.result(weights);
     applyDialogueGating(r, loudness_.momentaryBlocks(), loudness_.shortTermBlocks(), weights, speech_.frames());

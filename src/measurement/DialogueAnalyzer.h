@@ -21,10 +21,11 @@ public:
     using WeightsFor = std::function<std::vector<double>(const PlanarAudio&)>;
     // `weightsFor` gives the channel weights of the fold-down once the format is known.
     DialogueAnalyzer(LoudnessAnalyzer& loudness, WeightsFor weightsFor);
+    ~DialogueAnalyzer() override;
 
     void started(const PlanarAudio& audio, std::size_t expectedFrames) override;
     void framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) override;
-    void quiesce() override { loudness_.quiesce(); }
+    void quiesce() override;
     bool keepsSamples() const override { return loudness_.keepsSamples(); }
 
     // Once decoding is over: the measurement with the dialogue loudness, the programme loudness
@@ -33,11 +34,16 @@ public:
     const std::vector<bool>& speechFrames() const { return speech_.frames(); }
 
 private:
+    // Folds frames [begin, end) and listens to them, on the detector's own thread.
+    void listen(const PlanarAudio& audio, std::size_t begin, std::size_t end);
+
     LoudnessAnalyzer& loudness_;
     WeightsFor weightsFor_;
     std::vector<double> foldWeights_;
     std::vector<float> mono_;
     SpeechStream speech_;
+    // The detector works beside the decoder and the meters, not after them.
+    std::unique_ptr<WorkerPool> pool_;
     bool finished_ = false;
 };
 

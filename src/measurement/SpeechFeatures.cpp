@@ -86,6 +86,7 @@ void SpeechFeatures::completeFrame() {
     if (!forward_ || !inverse_) {
         f = Frame{};
         f.speechDB = f.totalDB = toDB(0.0);
+        f.speechPower = tinyPower;
         ++computed_;
         return;
     }
@@ -104,7 +105,8 @@ void SpeechFeatures::completeFrame() {
     }
     // Hann-windowed power, brought back to the mean square of the frame.
     const double toMeanSquare = 2.0 / (double(fftSize) * double(fftSize) * 0.375);
-    f.speechDB = toDB(speech * toMeanSquare);
+    f.speechPower = std::max(speech * toMeanSquare, double(tinyPower));
+    f.speechDB = toDB(f.speechPower);
     f.totalDB = toDB(total * toMeanSquare);
     f.centroid = total > 0 ? float(weightedHz / total / (sampleRate / 2)) : 0.0f;
 
@@ -161,7 +163,7 @@ bool SpeechFeatures::summarise(std::size_t t) {
         for (std::size_t c = 0; c < cepstra; ++c) mean[c] += f.cepstrum[c], square[c] += double(f.cepstrum[c]) * f.cepstrum[c];
         speechMean += f.speechDB;
         speechSquare += double(f.speechDB) * f.speechDB;
-        linear += std::pow(10.0, f.speechDB / 10.0);
+        linear += f.speechPower;
         loudest = std::max(loudest, double(f.speechDB));
         fluxMean += f.flux;
         fluxSquare += double(f.flux) * f.flux;

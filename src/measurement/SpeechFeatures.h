@@ -67,6 +67,7 @@ private:
     struct Frame {
         std::array<float, cepstra> cepstrum{};
         float speechDB = 0, totalDB = 0, flux = 0, voicing = 0, log2Pitch = 0, centroid = 0;
+        double speechPower = 0;  // the speech band's mean square, summed over the context
     };
 
     template <class Sink>
