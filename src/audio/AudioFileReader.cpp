@@ -119,6 +119,10 @@ private:
         audio_.sampleRate = decoder.sampleRate();
         audio_.channels.resize(std::size_t(channelCount));
         for (auto& channel : audio_.channels) channel.resize(reserved);
+        // What the stream announces, so a listener can weigh the channels from the start; the
+        // decoded frames have the last word below.
+        audio_.declaredPositions = decoder.declaredPositions();
+        if (int(audio_.declaredPositions.size()) != channelCount) audio_.declaredPositions.clear();
         if (listener_) listener_->started(audio_, expected);
 
         std::vector<float*> destination(audio_.channels.size());

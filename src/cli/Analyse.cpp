@@ -15,6 +15,7 @@
 #include "cli/Progress.h"
 #include "cli/Settings.h"
 #include "cli/Text.h"
+#include "measurement/DialogueAnalyzer.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/Diagnosis.h"
 #include "norms/NormEvents.h"
@@ -62,7 +63,8 @@ Outcome analyseOne(const std::string& path, const MeasureOptions& options, std::
         o.error = *reason;
     }
     o.norms = diagnose(presets(), r.integratedLUFS, r.truePeakDB);
-    o.pad = checkPAD(r.loudnessRange, r.integratedLUFS, r.truePeakDB, r.shortTermMax, o.analysis->durationSeconds());
+    o.pad = checkPAD(r.loudnessRange, r.integratedLUFS, r.truePeakDB, r.shortTermMax, o.analysis->durationSeconds(),
+                     dialogueExcursion(r.dialogueShortTermMin, r.dialogueShortTermMax));
     o.channelLabels = channelLabels(o.analysis->channelCount, options.layout, options.order, o.analysis->declaredPositions);
     o.events = detectEvents(o.analysis->detail, eventLimitsFor(norm, momentaryMax));
     return o;
@@ -81,6 +83,7 @@ void printHuman(const Outcome& o, const MeasureOptions& options) {
     if (o.error) std::cout << o.status << " : " << *o.error << '\n';
 
     printMeasurementTable(std::cout, {&r}, unit);
+    if (r.dialogueShare) std::cout << dialogueShareText(*r.dialogueShare) << '\n';
     printDetail(std::cout, a, o.channelLabels, o.events);
 
     std::cout << "\nDIAGNOSTIC MULTI-NORME · CONFORMITÉ INSTANTANÉE " << diagnosisBadge(o.norms) << '\n'
@@ -118,7 +121,7 @@ void printJson(const Outcome& o) {
         j.field("truncated", a.truncated);
         j.field("integratedLUFS", r.integratedLUFS).field("loudnessRange", r.loudnessRange);
         j.field("truePeakDB", r.truePeakDB).field("momentaryMax", r.momentaryMax).field("shortTermMax", r.shortTermMax);
-        j.field("programmeLUFS", r.programmeLUFS);
+        j.field("programmeLUFS", r.programmeLUFS).field("dialogueShare", r.dialogueShare);
         writeDetailJson(j, a, o.channelLabels, o.events);
         j.field("plr", difference(r.truePeakDB, r.integratedLUFS)).field("psr", difference(r.truePeakDB, r.shortTermMax));
         j.key("inversionWarning");
@@ -135,8 +138,8 @@ void printJson(const Outcome& o) {
         }
     } else {
         for (const char* k : {"channels", "sampleRate", "durationSeconds", "truncated", "integratedLUFS", "loudnessRange",
-                              "truePeakDB", "momentaryMax", "shortTermMax", "programmeLUFS", "lraLow", "lraHigh",
-                              "channelsDetail", "events", "plr", "psr", "inversionWarning"})
+                              "truePeakDB", "momentaryMax", "shortTermMax", "programmeLUFS", "dialogueShare", "lraLow",
+                              "lraHigh", "channelsDetail", "events", "plr", "psr", "inversionWarning"})
             j.key(k).null();
     }
     j.key("norms").beginArray();

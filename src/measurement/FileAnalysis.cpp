@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "audio/NumberFormat.h"
+#include "measurement/DialogueAnalyzer.h"
 #include "measurement/OverviewMeter.h"
 #include "measurement/StreamingMeter.h"
 
@@ -27,6 +28,8 @@ std::string FileAnalysis::infoLine() const {
 std::optional<std::string> FileAnalysis::unmeasurableReason() const {
     if (std::isfinite(result.integratedLUFS)) return std::nullopt;
     if (durationSeconds() < 0.4) return std::string("Fichier trop court pour être mesuré (< 0,4 s).");
+    // The programme was measured and holds no speech: nothing is wrong with the file.
+    if (result.programmeLUFS && std::isfinite(*result.programmeLUFS)) return std::string(noDialogueText);
     return LoudnessError{LoudnessError::Code::tooQuiet}.message();
 }
 
@@ -39,8 +42,8 @@ namespace {
 // `knownFrames`, or else over the length the file announces.
 class AnalysisListener final : public DecodeListener {
 public:
-    AnalysisListener(LoudnessAnalyzer* analyzer, bool overview, std::size_t knownFrames = 0)
-        : analyzer_(analyzer), wantsOverview_(overview), knownFrames_(knownFrames) {}
+    AnalysisListener(DecodeListener* measurement, bool overview, std::size_t knownFrames = 0)
+        : analyzer_(measurement), wantsOverview_(overview), knownFrames_(knownFrames) {}
 
     void started(const PlanarAudio& audio, std::size_t expectedFrames) override {
         if (analyzer_) analyzer_->started(audio, expectedFrames);
@@ -58,9 +61,7 @@ public:
     void quiesce() override {
         if (analyzer_) analyzer_->quiesce();
     }
-    // Without an analyzer or an overview (the dialogue measurement) the reader keeps the whole
-    // programme.
-    bool keepsSamples() const override { return analyzer_ ? analyzer_->keepsSamples() : !wantsOverview_; }
+    bool keepsSamples() const override { return analyzer_ ? analyzer_->keepsSamples() : false; }
 
     // The overview, when the file was as long as it was spread over.
     const OverviewMeter* overview() const {
@@ -68,7 +69,7 @@ public:
     }
 
 private:
-    LoudnessAnalyzer* analyzer_;
+    DecodeListener* analyzer_;
     bool wantsOverview_;
     std::size_t knownFrames_;
     std::optional<OverviewMeter> overview_;
@@ -94,14 +95,19 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     FileAnalysis a;
     a.isVideo = isVideoPath(path);
     // Decoding takes most of the time of a compressed file, so it owns the first part of the bar.
-    // The standard measurement runs while decoding, and when nothing else needs the samples
-    // they are never held whole: one pass through a small window.
-    std::optional<LoudnessAnalyzer> streaming;
-    if (!settings.dialogueGating) {
-        streaming.emplace(progress, settings.keepAudio);
-        streaming->measureEnergiesAlways(settings.channelEnergies);
-    }
-    AnalysisListener listener(streaming ? &*streaming : nullptr, settings.overview && streaming);
+    // The measurement (with the speech detector in dialogue mode) and the overview run while
+    // decoding, and when nothing else needs the samples they are never held whole: one pass
+    // through a small window.
+    LoudnessAnalyzer streaming(progress, settings.keepAudio);
+    streaming.measureEnergiesAlways(settings.channelEnergies);
+    // Dialogue gating listens for speech beside the meters, from the same decoded pieces.
+    std::optional<DialogueAnalyzer> dialogue;
+    if (settings.dialogueGating)
+        dialogue.emplace(streaming, [&settings](const PlanarAudio& audio) {
+            return resolveChannelWeights(int(audio.channelCount()), settings.layout, settings.order,
+                                         audio.declaredPositions);
+        });
+    AnalysisListener listener(dialogue ? static_cast<DecodeListener*>(&*dialogue) : &streaming, settings.overview);
     auto decoded = loadAudio(path, a.isVideo, &listener);
     if (!decoded) return decoded.error();
     PlanarAudio& audio = *decoded;
@@ -109,32 +115,23 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     a.channelCount = int(audio.channelCount());
     a.sampleRate = audio.sampleRate;
     a.truncated = audio.truncated;
-    a.frameCount = streaming ? streaming->frames() : audio.frameCount();
+    a.frameCount = streaming.frames();
     a.declaredPositions = audio.declaredPositions;
     a.weights = resolveChannelWeights(a.channelCount, settings.layout, settings.order, audio.declaredPositions);
     a.curveStep = curveStepFor(a.durationSeconds());
-    if (streaming) {
-        streaming->wait();
-        a.result = streaming->result(a.weights);
-        a.shortTermCurve = streaming->shortTermCurve(a.weights, a.curveStep);
-        a.detail = streaming->detail(a.weights);
-    } else {
-        a.result = LoudnessEngine::measureDialogue(audio.channels, a.weights, audio.sampleRate, progress, 16000.0,
-                                                   -36.0, &a.detail);
-        a.shortTermCurve = LoudnessEngine::shortTermCurve(audio.channels, a.weights, audio.sampleRate, a.curveStep);
-    }
+    streaming.wait();
+    a.result = dialogue ? dialogue->result(a.weights) : streaming.result(a.weights);
+    a.shortTermCurve = streaming.shortTermCurve(a.weights, a.curveStep);
+    a.detail = streaming.detail(a.weights);
     if (a.channelCount == 6 || settings.channelEnergies) {
-        a.energies = streaming ? streaming->channelEnergies() : channelEnergies(audio.channels, audio.sampleRate);
+        a.energies = streaming.channelEnergies();
         if (a.channelCount == 6) {
             if (const auto order = fivePointOneOrder(settings.order, audio.declaredPositions))
                 a.inversion = detectInversion(a.energies, *order);
         }
     }
     if (settings.overview) {
-        if (!streaming) {
-            a.waveformPeaks = waveformPeaks(audio.channels);
-            a.spectrumBins = spectrum(audio.channels, OverviewMeter::bandCount, audio.sampleRate);
-        } else if (const OverviewMeter* overview = listener.overview()) {
+        if (const OverviewMeter* overview = listener.overview()) {
             a.waveformPeaks = overview->waveformPeaks();
             a.spectrumBins = overview->spectrum();
         } else if (auto failure = overviewPass(path, a.isVideo, a.frameCount, a)) {

@@ -1,9 +1,8 @@
 #pragma once
-// Decoding and measuring one file in a single pass: the standard measurement and the overview
-// run while the file decodes, and the programme is never held unless asked for. The overview is
-// spread over the announced length; a file that turns out longer or shorter than it announced
-// (or announced nothing) is decoded a second time for it. The dialogue measurement, which needs
-// the whole programme first, runs after.
+// Decoding and measuring one file in a single pass: the measurement, in dialogue mode the speech
+// detector, and the overview run while the file decodes, and the programme is never held unless
+// asked for. The overview is spread over the announced length; a file that turns out longer or
+// shorter than it announced (or announced nothing) is decoded a second time for it.
 #include <optional>
 #include <string>
 
@@ -14,6 +13,9 @@
 #include "measurement/ProgrammeDetail.h"
 
 namespace velmora {
+
+// Why a dialogue-gated measurement has no value while the programme has one.
+inline constexpr const char* noDialogueText = "Aucun dialogue détecté";
 
 struct AnalysisSettings {
     ChannelLayout layout = ChannelLayout::autoDetect;

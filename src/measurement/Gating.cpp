@@ -61,6 +61,18 @@ double LoudnessEngine::maskedIntegratedLoudness(const BlockEnergies& blocks, std
     });
 }
 
+std::vector<bool> LoudnessEngine::gatedBlocks(const BlockEnergies& blocks, std::span<const double> w) {
+    const std::size_t n = blockCount(blocks);
+    std::vector<double> loudness(n);
+    for (std::size_t j = 0; j < n; ++j) loudness[j] = loudnessOf(weightedSum(blocks, w, j));
+    std::vector<bool> kept(n, false);
+    const double gammaA = gatedMean(blocks, w, [&](std::size_t j) { return loudness[j] >= absoluteGateLUFS; });
+    if (!std::isfinite(gammaA)) return kept;
+    for (std::size_t j = 0; j < n; ++j)
+        kept[j] = loudness[j] >= absoluteGateLUFS && loudness[j] >= gammaA - relativeGateLU;
+    return kept;
+}
+
 double LoudnessEngine::integratedLoudness(const BlockEnergies& blocks, std::span<const double> w) {
     return maskedIntegratedLoudness(blocks, w, std::vector<bool>(blockCount(blocks), true));
 }

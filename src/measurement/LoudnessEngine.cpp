@@ -4,6 +4,8 @@
 #include <cmath>
 
 #include "measurement/Kernels.h"
+#include "measurement/DialogueAnalyzer.h"
+#include "measurement/SpeechDetector.h"
 #include "measurement/StreamingMeter.h"
 #include "measurement/VoiceDetection.h"
 
@@ -38,13 +40,15 @@ LoudnessResult LoudnessEngine::measure(const Channels& channels, std::span<const
 }
 
 LoudnessResult LoudnessEngine::measureDialogue(const Channels& channels, std::span<const double> weights, double fs,
-                                               const ProgressFn& progress, double preferredSampleRate,
-                                               double voiceThresholdDB, ProgrammeDetail* detail) {
+                                               const ProgressFn& progress, ProgrammeDetail* detail) {
+    return measureDialogue(channels, weights, fs, progress, SpeechDetector{}, detail);
+}
+
+LoudnessResult LoudnessEngine::measureDialogue(const Channels& channels, std::span<const double> weights, double fs,
+                                               const ProgressFn& progress, const VoiceActivityDetector& detector,
+                                               ProgrammeDetail* detail) {
     if (progress) progress(0.02);
-    EnergyVAD vad;
-    vad.preferredSampleRate = preferredSampleRate;
-    vad.voiceThresholdDB = voiceThresholdDB;
-    const auto voiced = vad.detect(monoForDetection(channels, weights), fs);
+    const auto voiced = detector.detect(monoForDetection(channels, weights), fs);
     if (progress) progress(0.25);
 
     LoudnessAnalyzer analyzer([&](double f) {
@@ -52,10 +56,7 @@ LoudnessResult LoudnessEngine::measureDialogue(const Channels& channels, std::sp
     });
     analyse(analyzer, channels, fs);
     auto r = analyzer.result(weights);
-    const auto momentary = analyzer.momentaryBlocks();
-    const std::size_t blockCount = momentary.empty() ? 0 : momentary.front().size();
-    r.programmeLUFS = r.integratedLUFS;
-    r.integratedLUFS = maskedIntegratedLoudness(momentary, weights, speechBlockFlags(voiced, blockCount));
+    applyDialogueGating(r, analyzer.momentaryBlocks(), analyzer.shortTermBlocks(), weights, voiced);
     if (detail) *detail = analyzer.detail(weights);
     if (progress) progress(1.0);
     return r;

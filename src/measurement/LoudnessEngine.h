@@ -20,6 +20,7 @@
 namespace velmora {
 
 struct ProgrammeDetail;
+class VoiceActivityDetector;
 
 using BlockEnergies = std::vector<std::vector<double>>;  // per channel, mean square per block
 
@@ -32,6 +33,11 @@ struct LoudnessResult {
     std::optional<double> programmeLUFS;  // dialogue mode only
     // The short-term loudness (LUFS) the range lies between: its 10th and 95th percentiles.
     std::optional<double> loudnessRangeLow{}, loudnessRangeHigh{};
+    // Dialogue mode only: the share (0 … 1) of the programme's gated 400 ms blocks that carry
+    // speech, and the range of the short-term loudness over the stretches that do (absent when
+    // none does).
+    std::optional<double> dialogueShare{};
+    std::optional<double> dialogueShortTermMin{}, dialogueShortTermMax{};
 
     // Where the maxima lie, in seconds from the start, so a listener can go and hear them: the
     // start of the loudest 400 ms and 3 s windows, the 43 ms stretch (2048 frames at 48 kHz)
@@ -66,6 +72,8 @@ struct LoudnessEngine {
     static double integratedLoudness(const BlockEnergies& blocks, std::span<const double> weights);
     static double maskedIntegratedLoudness(const BlockEnergies& blocks, std::span<const double> weights,
                                            const std::vector<bool>& flags);
+    // Which blocks pass both gates of integratedLoudness.
+    static std::vector<bool> gatedBlocks(const BlockEnergies& blocks, std::span<const double> weights);
     static double maxBlockLoudness(const BlockEnergies& blocks, std::span<const double> weights);
     static std::optional<double> computeLoudnessRange(const BlockEnergies& shortTermBlocks,
                                                       std::span<const double> weights);
@@ -85,8 +93,11 @@ struct LoudnessEngine {
                                   const ProgressFn& progress = {}, ProgrammeDetail* detail = nullptr);
     static LoudnessResult measureDialogue(const Channels& channels, std::span<const double> weights,
                                           double sampleRate, const ProgressFn& progress = {},
-                                          double preferredSampleRate = 16000.0, double voiceThresholdDB = -36.0,
                                           ProgrammeDetail* detail = nullptr);
+    // The same with another detector, for comparing detectors on the same material.
+    static LoudnessResult measureDialogue(const Channels& channels, std::span<const double> weights,
+                                          double sampleRate, const ProgressFn& progress,
+                                          const VoiceActivityDetector& detector, ProgrammeDetail* detail = nullptr);
 
     // Short-term loudness (LUFS) of the 3 s window ending every `stepSeconds` from the start,
     // for drawing; -inf where the window is silent or not yet full. Allocates the result and

@@ -1,6 +1,8 @@
 #pragma once
-// Speech detection for the dialogue-gated measurement: an energy detector on the speech
-// band with a hangover, deciding per 30 ms frame.
+// The interface of speech detectors for the dialogue-gated measurement (one decision per 30 ms
+// frame), the fold-down they listen to and the mapping of their frames onto loudness blocks.
+// The measurement's detector is SpeechDetector; the energy detector on the speech band below
+// takes any sound in that band for speech, and stays to compare detectors on the same material.
 #include <span>
 #include <vector>
 

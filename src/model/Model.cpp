@@ -405,7 +405,8 @@ std::optional<PADCheck> Model::selectedPADCheck(std::optional<bool> isShort) con
     // Only the length decides between the short and long rules: a chosen length stands in
     // for the file's own.
     const double seconds = isShort ? (*isShort ? 0.0 : std::numeric_limits<double>::infinity()) : selectedDuration();
-    return checkPAD(m.loudnessRange, m.integratedLUFS, m.truePeakDB, m.shortTermMax, seconds);
+    return checkPAD(m.loudnessRange, m.integratedLUFS, m.truePeakDB, m.shortTermMax, seconds,
+                    dialogueExcursion(m.dialogueShortTermMin, m.dialogueShortTermMax));
 }
 
 // --- Setters ----------------------------------------------------------------------------------

@@ -16,6 +16,7 @@ constexpr double integratedToleranceLU = 1.0;
 constexpr double rangeMaxLU = 20.0;
 constexpr double shortProgrammeShortTermMaxLUFS = -20.0;
 constexpr double longProgrammeShortTermMaxLUFS = -16.0;
+constexpr double dialogueLowestLUFS = -30.0, dialogueHighestLUFS = -16.0;
 
 std::string valueText(double value, const char* unit) {
     return std::isfinite(value) ? formatOneDecimal(value) + " " + unit : "—";
@@ -32,7 +33,7 @@ bool PADCheck::conforms() const {
 }
 
 PADCheck checkPAD(std::optional<double> loudnessRangeLU, double integratedLUFS, double truePeakDB,
-                  double shortTermMaxLUFS, double durationSeconds) {
+                  double shortTermMaxLUFS, double durationSeconds, std::optional<DialogueExcursion> dialogue) {
     PADCheck check{durationSeconds <= padShortProgrammeMaxSeconds, {}};
     // Comparing rather than testing finiteness lets -inf (digital silence) pass and NaN fail.
     check.lines.push_back({"Crête vraie (True Peak)", valueText(truePeakDB, "dBTP"), "≤ -3,0 dBTP",
@@ -53,8 +54,20 @@ PADCheck checkPAD(std::optional<double> loudnessRangeLU, double integratedLUFS, 
         check.lines.push_back({"Sonie court terme max", valueText(shortTermMaxLUFS, "LUFS"), "≤ -16,0 LUFS",
                                finiteAtMost(shortTermMaxLUFS, longProgrammeShortTermMaxLUFS)});
     }
+    if (dialogue) {
+        const bool known = std::isfinite(dialogue->minLUFS) && std::isfinite(dialogue->maxLUFS);
+        check.lines.push_back(
+            {"Excursion des dialogues",
+             known ? formatOneDecimal(dialogue->minLUFS) + " à " + formatOneDecimal(dialogue->maxLUFS) + " LUFS" : "—",
+             "-30,0 à -16,0 LUFS",
+             known && dialogue->minLUFS >= dialogueLowestLUFS - displayRoundingMargin &&
+                 finiteAtMost(dialogue->maxLUFS, dialogueHighestLUFS)});
+        check.checksDialogue = true;
+    }
     return check;
 }
+
+std::string_view padNoteFor(const PADCheck& check) { return check.checksDialogue ? padNoteDialogueChecked : padNote; }
 
 std::string_view padVerdict(const PADCheck& check) {
     return check.conforms() ? padVerdictConform : padVerdictNonConform;

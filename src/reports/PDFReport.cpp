@@ -390,6 +390,11 @@ private:
             rows.push_back({qs(w_.programme), withUnit(b.programmeLUFS, unit_), withUnit(a.programmeLUFS, unit_)});
             rows.push_back({qs(w_.dialogue), withUnit(dialogue(b), unit_), withUnit(dialogue(a), unit_)});
             rows.push_back({qs("LDR  (PL − DL)"), withUnit(ldr(b), lu), withUnit(ldr(a), lu)});
+            const auto share = [](const LoudnessResult& r) {
+                return r.dialogueShare ? qs(std::to_string(std::lround(*r.dialogueShare * 100.0)) + " %")
+                                       : QStringLiteral("—");
+            };
+            rows.push_back({qs("Part de dialogue"), share(b), share(a)});
         }
         if (norm_.msLimitLUFS)
             rows.push_back({qs("MSL (Max Short-term) ≤ " + formatFixed(*norm_.msLimitLUFS, 0) + " LUFS"),

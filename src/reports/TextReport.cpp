@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "measurement/DialogueAnalyzer.h"
 #include "measurement/FileAnalysis.h"
 #include "norms/PADCheck.h"
 #include "output/MasterDelivery.h"
@@ -146,11 +147,13 @@ std::string makeTextReport(const ReportInputs& in) {
               "LU");
     r.measure("PSR (TP - S max)", difference(b.truePeakDB, b.shortTermMax), difference(a.truePeakDB, a.shortTermMax),
               "LU");
+    if (b.dialogueShare) r.add(dialogueShareText(*b.dialogueShare));
     if (in.targetMissedLUFS) r.add(targetMissedText(*in.targetMissedLUFS));
 
     if (in.durationSeconds > 0) {
         const PADCheck pad =
-            checkPAD(a.loudnessRange, a.integratedLUFS, a.truePeakDB, a.shortTermMax, in.durationSeconds);
+            checkPAD(a.loudnessRange, a.integratedLUFS, a.truePeakDB, a.shortTermMax, in.durationSeconds,
+                     dialogueExcursion(a.dialogueShortTermMin, a.dialogueShortTermMax));
         r.add("");
         r.add(std::string("VÉRIFICATION PAD · CST-RT-040 — ") + (pad.isShort ? "Programme court" : "Programme long"));
         r.add("Verdict : " + std::string(padVerdict(pad)));
@@ -158,7 +161,8 @@ std::string makeTextReport(const ReportInputs& in) {
             r.add(std::string(8, ' ') + (line.pass ? "[OK] " : "[!!] ") + fitWidth(line.label, 26) + " " + line.value +
                   "  (" + line.target + ")");
         r.add("Note : mesures sur le programme entier. L'excursion des dialogues seuls");
-        r.add("(-30 a -16 LUFS court terme) n'est pas verifiee ici (detection dediee requise).");
+        r.add(pad.checksDialogue ? "(-30 a -16 LUFS court terme) est verifiee sur les passages de parole detectes."
+                                 : "(-30 a -16 LUFS court terme) n'est pas verifiee ici (detection dediee requise).");
     }
     if (in.sourceEvents) {
         r.add("");

@@ -118,12 +118,41 @@ TEST_F(AnalyseCommand, UnmeasurableFilesSayWhy) {
 }
 
 TEST_F(AnalyseCommand, DialogueGatingReportsProgrammeLoudnessToo) {
+    // A steady tone is no speech: no dialogue loudness, the programme's still given.
     const auto file = referenceTone("tone.wav");
     for (const std::string options : {"--gating dialog", "--norm 3"}) {
         const auto r = runCommand(cli + " analyse --json " + options + " " + shellQuote(file));
-        ASSERT_EQ(r.exitCode, 0) << options << r.err;
+        EXPECT_EQ(r.exitCode, 1) << options << r.err;
+        EXPECT_NE(r.out.find("\"error\":\"Aucun dialogue détecté\""), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("\"integratedLUFS\":null"), std::string::npos) << r.out;
         EXPECT_NEAR(jsonNumber(r.out, "programmeLUFS"), -23.0, 0.05) << options;
+        EXPECT_EQ(jsonNumber(r.out, "dialogueShare"), 0.0) << options;
     }
+    const auto ebu = runCommand(cli + " analyse --json " + shellQuote(file));
+    EXPECT_NE(ebu.out.find("\"dialogueShare\":null"), std::string::npos) << ebu.out;
+}
+
+// Recordings from the test data packages (scripts/setup-deps).
+const std::string readSpeech = "/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0920.wav";
+const std::string instrumental = "/usr/share/games/wesnoth/1.16/data/core/music/elvish-theme.ogg";
+
+TEST_F(AnalyseCommand, DialogueGatingTellsSpeechFromMusic) {
+    if (!std::ifstream(readSpeech) || !std::ifstream(instrumental)) GTEST_SKIP() << "run scripts/setup-deps";
+    const auto speech = runCommand(cli + " analyse --json --gating dialog " + shellQuote(readSpeech));
+    ASSERT_EQ(speech.exitCode, 0) << speech.err;
+    EXPECT_NEAR(jsonNumber(speech.out, "integratedLUFS"), jsonNumber(speech.out, "programmeLUFS"), 0.3);
+    EXPECT_GT(jsonNumber(speech.out, "dialogueShare"), 0.9);
+
+    const auto text = runCommand(cli + " analyse --gating dialog " + shellQuote(readSpeech));
+    EXPECT_NE(text.out.find("Sonie dialogues (DL)"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("Part de dialogue : "), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("Excursion des dialogues"), std::string::npos) << text.out;
+
+    const auto music = runCommand(cli + " analyse --gating dialog " + shellQuote(instrumental));
+    EXPECT_EQ(music.exitCode, 1);
+    EXPECT_NE(music.out.find("Non mesurable : Aucun dialogue détecté"), std::string::npos) << music.out;
+    EXPECT_NE(music.out.find("Part de dialogue : 0 %"), std::string::npos) << music.out;
+    EXPECT_EQ(music.out.find("Excursion des dialogues"), std::string::npos) << music.out;
 }
 
 TEST_F(AnalyseCommand, SixChannelOrderDecidesTheWeights) {

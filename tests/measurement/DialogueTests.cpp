@@ -1,5 +1,5 @@
-// Dialogue-gated measurement: the speech-band energy detector, its hangover, and the gating of
-// loudness blocks by detected speech.
+// Dialogue-gated measurement: the speech-band energy detector (kept to compare detectors), its
+// hangover, and the gating of loudness blocks by detected speech.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 
 #include "measurement/LoudnessEngine.h"
 #include "measurement/Signals.h"
+#include "measurement/SpeechDetector.h"
 #include "measurement/VoiceDetection.h"
 
 namespace velmora {
@@ -77,7 +78,7 @@ TEST(MeasureDialogue, SpeechOverMusicIsMeasured) {
     std::vector<float> x(framesFor(30.0, fs48));
     for (std::size_t n = 0; n < x.size(); ++n)
         x[n] = float(syllableSample(fs48, n) + 0.03 * sineSample(55.0, fs48, n) + 0.02 * sineSample(82.5, fs48, n));
-    const auto d = LoudnessEngine::measureDialogue(stereoBoth(x), stereo, fs48);
+    const auto d = LoudnessEngine::measureDialogue(stereoBoth(x), stereo, fs48, {}, EnergyVAD{});
     const auto r = LoudnessEngine::measure(stereoBoth(x), stereo, fs48);
     ASSERT_TRUE(d.programmeLUFS.has_value());
     EXPECT_NEAR(*d.programmeLUFS, r.integratedLUFS, 0.01);
@@ -128,13 +129,20 @@ std::vector<float> brightMusic(double seconds, double fs) {
 }
 
 TEST(MeasureDialogue, BrightMusicIsNotSpeechAtAnyRate) {
+    const EnergyVAD energy;
+    const SpeechDetector speech;
     for (const double fs : {44100.0, fs48, 96000.0}) {
         SCOPED_TRACE(fs);
         const auto x = brightMusic(8.0, fs);
         const auto flags = EnergyVAD{}.detectVoice(x, fs);
         EXPECT_EQ(std::count(flags.begin(), flags.end(), true), 0);
+        for (const VoiceActivityDetector* detector : {static_cast<const VoiceActivityDetector*>(&energy),
+                                                      static_cast<const VoiceActivityDetector*>(&speech)}) {
+            const auto d = LoudnessEngine::measureDialogue(stereoBoth(x), stereo, fs, {}, *detector);
+            EXPECT_EQ(d.integratedLUFS, minusInf);
+            EXPECT_EQ(d.dialogueShare, 0.0);
+        }
         const auto d = LoudnessEngine::measureDialogue(stereoBoth(x), stereo, fs);
-        EXPECT_EQ(d.integratedLUFS, minusInf);
         ASSERT_TRUE(d.programmeLUFS.has_value());
         EXPECT_GT(*d.programmeLUFS, -30.0) << "the hi-hats should carry the programme";
     }
@@ -153,8 +161,8 @@ TEST(MeasureDialogue, BrightMusicAfterSpeechLeavesTheDialogueLoudnessAlone) {
             speechOnly[n] = float((n < speechLength ? syllableSample(fs, n) : 0.0) + padSample(fs, n));
             if (n < speechLength) withMusic[n] = speechOnly[n];
         }
-        const auto d = LoudnessEngine::measureDialogue(stereoBoth(withMusic), stereo, fs);
-        const auto reference = LoudnessEngine::measureDialogue(stereoBoth(speechOnly), stereo, fs);
+        const auto d = LoudnessEngine::measureDialogue(stereoBoth(withMusic), stereo, fs, {}, EnergyVAD{});
+        const auto reference = LoudnessEngine::measureDialogue(stereoBoth(speechOnly), stereo, fs, {}, EnergyVAD{});
         ASSERT_TRUE(std::isfinite(reference.integratedLUFS));
         EXPECT_NEAR(d.integratedLUFS, reference.integratedLUFS, 0.05);
         ASSERT_TRUE(d.programmeLUFS && reference.programmeLUFS);
@@ -165,9 +173,27 @@ TEST(MeasureDialogue, BrightMusicAfterSpeechLeavesTheDialogueLoudnessAlone) {
     }
 }
 
+TEST(MeasureDialogue, SteadyTonesAndSilenceAreNotSpeech) {
+    // A steady in-band tone fools the energy detector, not the speech detector.
+    const auto tone = stereoBoth(sine(1000, -20.0, framesFor(10.0, fs48), fs48));
+    const auto d = LoudnessEngine::measureDialogue(tone, stereo, fs48);
+    EXPECT_EQ(d.integratedLUFS, minusInf);
+    ASSERT_TRUE(d.programmeLUFS.has_value());
+    EXPECT_NEAR(*d.programmeLUFS, -20.0, 0.05);
+    EXPECT_TRUE(std::isfinite(LoudnessEngine::measureDialogue(tone, stereo, fs48, {}, EnergyVAD{}).integratedLUFS));
+    // One decision per 30 ms whatever the rate, none of them speech in silence.
+    for (const double fs : {8000.0, 16000.0, 22050.0, 44100.0, fs48, 96000.0}) {
+        const auto silent = SpeechDetector{}.detect(silence(framesFor(3.0, fs)), fs);
+        EXPECT_NEAR(double(silent.size()), 100.0, 1.0) << fs;
+        EXPECT_EQ(std::count(silent.begin(), silent.end(), true), 0) << fs;
+    }
+    EXPECT_TRUE(SpeechDetector{}.detect({}, fs48).empty());
+}
+
 TEST(MeasureDialogue, NothingVoicedHasNoDialogueLoudness) {
     // -65 dBFS reads -65 LUFS, over the absolute gate, yet every frame is under the detector's floor.
-    const auto d = LoudnessEngine::measureDialogue(stereoBoth(sine(1000, -65.0, framesFor(10.0, fs48), fs48)), stereo, fs48);
+    const auto d = LoudnessEngine::measureDialogue(stereoBoth(sine(1000, -65.0, framesFor(10.0, fs48), fs48)), stereo,
+                                                   fs48, {}, EnergyVAD{});
     EXPECT_EQ(d.integratedLUFS, minusInf);
     ASSERT_TRUE(d.programmeLUFS.has_value());
     EXPECT_NEAR(*d.programmeLUFS, -65.0, 0.05);

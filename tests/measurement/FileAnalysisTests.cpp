@@ -3,6 +3,8 @@
 // channels where the file says they are, and move the progress bar only forwards.
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include <algorithm>
 
 #include "Signals.h"
@@ -245,7 +247,9 @@ TEST(FileAnalysis, DialogueGatingAndUnreadableFiles) {
     const auto a = analyseFile((dir / "tone.wav").string(), dialog);
     ASSERT_TRUE(a);
     ASSERT_TRUE(a->result.programmeLUFS.has_value());
-    EXPECT_NEAR(a->result.integratedLUFS, *a->result.programmeLUFS, 0.05) << "a steady in-band tone is all speech";
+    EXPECT_NEAR(*a->result.programmeLUFS, -23.0, 0.05);
+    EXPECT_EQ(a->result.integratedLUFS, -std::numeric_limits<double>::infinity()) << "a steady tone is no speech";
+    EXPECT_EQ(a->unmeasurableReason(), std::string("Aucun dialogue détecté"));
 
     const auto missing = analyseFile((dir / "missing.wav").string(), AnalysisSettings{});
     ASSERT_FALSE(missing);

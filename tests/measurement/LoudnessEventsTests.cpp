@@ -108,7 +108,7 @@ TEST(LoudnessEvents, DialogueGatingKeepsTheSameDetail) {
     const auto channels = programmeWithOvers();
     const auto standard = measureAll(channels, stereo);
     ProgrammeDetail dialogue;
-    LoudnessEngine::measureDialogue(channels, stereo, fs48, {}, 16000.0, -36.0, &dialogue);
+    LoudnessEngine::measureDialogue(channels, stereo, fs48, {}, &dialogue);
     EXPECT_EQ(dialogue.history.shortTerm, standard.detail.history.shortTerm);
     const auto a = detectEvents(dialogue, {-1.0, {}, {}}), b = detectEvents(standard.detail, {-1.0, {}, {}});
     ASSERT_EQ(a.events.size(), b.events.size());

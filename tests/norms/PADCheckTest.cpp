@@ -38,3 +38,25 @@ TEST(PADCheck, SilenceMeetsThePeakButNotTheLoudnessLines) {
     for (const auto& l : silent.lines) passes += l.pass ? '1' : '0';
     EXPECT_EQ(passes, "1010");
 }
+
+TEST(PADCheck, DialogueExcursionIsCheckedOnlyWhenSpeechWasFound) {
+    const PADCheck without = checkPAD({}, -23.0, -4.0, -17.0, 600.0, dialogueExcursion(std::nullopt, -20.0));
+    EXPECT_EQ(without.lines.size(), 4u);
+    EXPECT_FALSE(without.checksDialogue);
+    EXPECT_EQ(padNoteFor(without), padNote);
+
+    const PADCheck within = checkPAD({}, -23.0, -4.0, -17.0, 600.0, dialogueExcursion(-29.96, -16.04));
+    ASSERT_EQ(within.lines.size(), 5u);
+    const auto& line = within.lines.back();
+    EXPECT_EQ(line.label, "Excursion des dialogues");
+    EXPECT_EQ(line.value, "-30.0 à -16.0 LUFS");
+    EXPECT_EQ(line.target, "-30,0 à -16,0 LUFS");
+    EXPECT_TRUE(line.pass);
+    EXPECT_TRUE(within.conforms());
+    EXPECT_EQ(padNoteFor(within), padNoteDialogueChecked);
+
+    // Too quiet at one end or too loud at the other fails the line and the verdict, short or long.
+    EXPECT_FALSE(checkPAD({}, -23.0, -4.0, -17.0, 600.0, DialogueExcursion{-31.0, -20.0}).conforms());
+    EXPECT_FALSE(checkPAD({}, -23.0, -4.0, -21.0, 30.0, DialogueExcursion{-25.0, -15.5}).lines.back().pass);
+    EXPECT_TRUE(checkPAD({}, -23.0, -4.0, -21.0, 30.0, DialogueExcursion{-25.0, -21.0}).lines.back().pass);
+}

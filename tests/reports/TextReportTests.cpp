@@ -187,6 +187,25 @@ TEST(TextReport, EverySourceEventIsListedWithItsTimecode) {
     EXPECT_EQ(r.substr(0, r.find("\n\nÉVÉNEMENTS")), without.substr(0, without.rfind('\n' + std::string(60, '='))));
 }
 
+TEST(TextReport, DialogueShareAndExcursionWhenSpeechWasMeasured) {
+    ReportInputs in = sampleMaster();
+    in.durationSeconds = 600;
+    std::string r = makeTextReport(in);
+    EXPECT_EQ(r.find("Part de dialogue"), std::string::npos);
+    EXPECT_NE(r.find("n'est pas verifiee ici"), std::string::npos);
+
+    in.before.programmeLUFS = -21.0;
+    in.before.dialogueShare = 0.424;
+    in.after.dialogueShortTermMin = -27.3;
+    in.after.dialogueShortTermMax = -18.1;
+    r = makeTextReport(in);
+    EXPECT_NE(r.find("\nPart de dialogue : 42 %\n"), std::string::npos) << r;
+    EXPECT_NE(r.find("[OK] Excursion des dialogues    -27.3 à -18.1 LUFS  (-30,0 à -16,0 LUFS)"), std::string::npos)
+        << r;
+    EXPECT_NE(r.find("est verifiee sur les passages de parole detectes."), std::string::npos) << r;
+    EXPECT_EQ(padCheckLines(r), 5);
+}
+
 // ---- Writing beside the master ----
 
 namespace {

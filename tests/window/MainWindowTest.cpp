@@ -361,6 +361,46 @@ TEST_F(WindowSession, ConformityHidesTheChainAndMasterBringsItBackUnchanged) {
     keepScreenshot(w.settingsColumn()->widget()->grab().toImage(), "right-column-whole");
 }
 
+TEST_F(WindowSession, DialogueModeShowsTheDialogueBesideTheProgramme) {
+    const std::string speech = "/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0920.wav";
+    const std::string music = "/usr/share/games/wesnoth/1.16/data/core/music/elvish-theme.ogg";
+    if (!fs::exists(speech) || !fs::exists(music)) GTEST_SKIP() << "run scripts/setup-deps";
+    MainWindow& w = *window;
+    choose(w.norm()->normPicker(), 3);  // CALM Act: dialogue gating
+    dropOn(*w.measures(), {QString::fromStdString(speech), QString::fromStdString(music)});
+    ASSERT_TRUE(waitIdle(*model, 120));
+    settle(50);
+    ASSERT_EQ(model->queue().size(), 2u);
+    w.sideTabs()->setTab(window::PresetTab::utilitaires);
+
+    // Read speech: its dialogue loudness, the programme's beside it, and the share of speech.
+    model->select(model->queue()[0].id);
+    settle(20);
+    const FileItem& spoken = *model->selectedItem();
+    ASSERT_TRUE(spoken.measured && spoken.measured->programmeLUFS);
+    EXPECT_EQ(spoken.status, ItemStatus::ready);
+    EXPECT_EQ(w.measures()->integratedMeter()->title(), "DIALOGUES");
+    const QStringList lines = w.measures()->warnings();
+    EXPECT_TRUE(lines.contains("Sonie programme : " + oneDecimal(*spoken.measured->programmeLUFS) + " LKFS"))
+        << lines.join('|').toStdString();
+    EXPECT_TRUE(lines.filter(QRegularExpression("^Part de dialogue : \\d+ %$")).size() == 1)
+        << lines.join('|').toStdString();
+    EXPECT_TRUE(w.sideTabs()->padLines().filter("Excursion des dialogues").size() == 1);
+    EXPECT_TRUE(w.sideTabs()->padNote()->text().contains("est contrôlée"));
+
+    // Music alone: no dialogue, said so, the programme loudness still shown.
+    model->select(model->queue()[1].id);
+    settle(20);
+    const FileItem& instrumental = *model->selectedItem();
+    EXPECT_EQ(instrumental.status, ItemStatus::unmeasurable);
+    EXPECT_EQ(instrumental.info, "Aucun dialogue détecté");
+    const QStringList musicLines = w.measures()->warnings();
+    EXPECT_TRUE(musicLines.contains("Aucun dialogue détecté")) << musicLines.join('|').toStdString();
+    EXPECT_TRUE(musicLines.contains("Part de dialogue : 0 %")) << musicLines.join('|').toStdString();
+    EXPECT_TRUE(w.sideTabs()->padLines().filter("Excursion des dialogues").isEmpty());
+    EXPECT_TRUE(w.sideTabs()->padNote()->text().contains("demande une détection de dialogue dédiée"));
+}
+
 TEST_F(WindowSession, ANormThatLocksTheCeilingDisablesItsControl) {
     MainWindow& w = *window;
     auto* norm = w.norm();

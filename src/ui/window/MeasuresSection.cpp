@@ -8,7 +8,9 @@
 #include <cmath>
 #include <limits>
 
+#include "measurement/DialogueAnalyzer.h"
 #include "measurement/EventDetector.h"
+#include "measurement/FileAnalysis.h"
 #include "model/Model.h"
 #include "ui/window/FigureOrigin.h"
 #include "norms/Presets.h"
@@ -231,6 +233,12 @@ void MeasuresSection::refresh() {
         // A narrow badge shortens its label: the whole of it on hovering.
         range_->setToolTip(rangeLabel == QStringLiteral("LRA") ? QString() : rangeLabel + QStringLiteral(" LUFS"));
     }
+    // A dialogue-gated measurement reads the speech alone; the programme goes beside it.
+    const bool dialogue = m.programmeLUFS.has_value();
+    if (dialogue != showsDialogue_) {
+        showsDialogue_ = dialogue;
+        integrated_->setTitle(dialogue ? QStringLiteral("DIALOGUES") : QStringLiteral("INTÉGRÉE"));
+    }
     if (!live_) showLive(std::nullopt);
     refreshWarnings();
 }
@@ -283,6 +291,16 @@ void MeasuresSection::refreshWarnings() {
     if (item && item->detail)
         if (const std::size_t clipped = clippedPassages(*item->detail))
             lines.emplace_back(QStringLiteral("⚠ Source écrêtée : %1 passages").arg(clipped), theme::zoneRed);
+    if (item && item->measured && item->measured->programmeLUFS) {
+        const LoudnessResult& m = *item->measured;
+        if (!std::isfinite(m.integratedLUFS) && std::isfinite(*m.programmeLUFS))
+            lines.emplace_back(QString::fromUtf8(noDialogueText), theme::zoneAmber);
+        lines.emplace_back(QStringLiteral("Sonie programme : ") + oneDecimal(*m.programmeLUFS) +
+                               (std::isfinite(*m.programmeLUFS) ? " " + unitText(model_.displayUnit()) : QString()),
+                           theme::textPrimary);
+        if (m.dialogueShare)
+            lines.emplace_back(QString::fromStdString(dialogueShareText(*m.dialogueShare)), theme::textSecondary);
+    }
     // New labels lay the panel out again: only when the lines are not those shown.
     if (lines == shownWarnings_) return;
     shownWarnings_ = lines;

@@ -87,6 +87,7 @@ private:
     OriginBadge* origin_;
     QString rangeLabel_ = QStringLiteral("LRA");
     QColor integratedColour_, truePeakColour_;
+    bool showsDialogue_ = false;  // the big meter reads the dialogue loudness
     std::vector<std::pair<QString, QColor>> shownWarnings_;
     QString shownUnit_;
     double shownTarget_ = std::numeric_limits<double>::quiet_NaN();

@@ -41,9 +41,10 @@ OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), m
         return p;
     };
     gating_ = picker(QStringLiteral("Méthode d'analyse (gating)"));
-    dialogueNote_ = makeNote(QStringLiteral("Mode Dialogues actif : intégrée calculée uniquement sur les segments vocaux (VAD "
-                                            "énergie + bande 300-3400 Hz + hangover 400 ms). Modèle neuronal brancable plus "
-                                            "tard pour une précision supérieure."),
+    dialogueNote_ = makeNote(QStringLiteral("Mode Dialogues actif : intégrée calculée uniquement sur les segments où "
+                                            "la parole est détectée (détecteur de parole : modulation syllabique, voisement, "
+                                            "timbre ; la musique, les effets et le bruit sont écartés). La sonie du "
+                                            "programme entier reste affichée à côté."),
                              panel);
     layout->addWidget(dialogueNote_);
 

@@ -177,7 +177,8 @@ QWidget* PresetsSection::makeUtilitiesPage() {
     padVerdict_ = new QLabel(page);
     padVerdict_->setFont(theme::monoFont(14, true));
     layout->addWidget(padVerdict_);
-    layout->addWidget(makeNote(text(padNote), page));
+    padNote_ = makeNote(text(velmora::padNote), page);
+    layout->addWidget(padNote_);
     layout->addStretch();
     scroll->setWidget(page);  // which turns its background on: off again, the panel shows through
     page->setAutoFillBackground(false);
@@ -207,6 +208,8 @@ void PresetsSection::setPadLength(std::optional<bool> isShort) {
 
 void PresetsSection::refreshPad() {
     const auto check = model_.selectedPADCheck(padShort_);
+    // Said checked only when the selected measurement heard speech.
+    padNote_->setText(text(check ? padNoteFor(*check) : velmora::padNote));
     QString shown = QStringLiteral("-");
     if (check)
         for (const auto& line : check->lines)

@@ -37,6 +37,7 @@ public:
     QPushButton* pinkNoiseButton() const { return pinkNoise_; }
     QPushButton* abButton() const { return ab_; }
     QLabel* padVerdict() const { return padVerdict_; }
+    QLabel* padNote() const { return padNote_; }
     // The PAD lines shown, as "label · value · target".
     QStringList padLines() const;
     // The programme length the PAD check assumes: the file's own (nothing), short or long.
@@ -66,6 +67,7 @@ private:
     QWidget* padBox_;
     QGridLayout* padGrid_;
     QLabel* padVerdict_;
+    QLabel* padNote_ = nullptr;
     QString shownPad_;
 };
 

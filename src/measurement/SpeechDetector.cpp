@@ -1,0 +1,77 @@
+#include "measurement/SpeechDetector.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace velmora {
+
+float speechProbability(const SpeechModelWeights& m, const float* x) noexcept {
+    std::array<float, SpeechModelWeights::inputs> z;
+    for (std::size_t i = 0; i < z.size(); ++i) z[i] = (x[i] - m.mean[i]) * m.scale[i];
+    float out = m.outputBias;
+    for (std::size_t h = 0; h < SpeechModelWeights::hidden; ++h) {
+        const float* w = m.hiddenWeights.data() + h * SpeechModelWeights::inputs;
+        float a = m.hiddenBias[h];
+        for (std::size_t i = 0; i < z.size(); ++i) a += w[i] * z[i];
+        out += m.outputWeights[h] * std::tanh(a);
+    }
+    return 1.0f / (1.0f + std::exp(-out));
+}
+
+void SpeechStream::prepare(double sampleRate, std::size_t expectedFrames) {
+    resampler_ = std::make_unique<StreamResampler>(sampleRate, SpeechFeatures::sampleRate, sliceSamples,
+                                                   ResampleQuality::low);
+    features_ = std::make_unique<SpeechFeatures>();
+    probability_.clear();
+    frames_.clear();
+    if (sampleRate > 0) probability_.reserve(std::size_t(double(expectedFrames) / sampleRate / 0.03) + 2);
+}
+
+void SpeechStream::judge(std::span<const float> samples16k) {
+    features_->push(samples16k, [this](std::size_t, const float* f, bool audible) {
+        probability_.push_back(audible ? speechProbability(speechModelWeights, f) : silent);
+    });
+}
+
+void SpeechStream::feed(std::span<const float> mono) {
+    if (!resampler_ || !resampler_->valid()) return;
+    for (std::size_t at = 0; at < mono.size(); at += sliceSamples)
+        judge(resampler_->process(mono.subspan(at, std::min(sliceSamples, mono.size() - at))));
+}
+
+void SpeechStream::finish() {
+    if (!resampler_ || !resampler_->valid()) return;
+    judge(resampler_->flush());
+    features_->finish([this](std::size_t, const float* f, bool audible) {
+        probability_.push_back(audible ? speechProbability(speechModelWeights, f) : silent);
+    });
+    // One frame's judgement is noisy: the mean over 210 ms decides. Speech then starts a little
+    // before the classifier is sure of it, and trails after, where the second of context it
+    // judges is part music: each decision of speech spreads to its neighbours.
+    const std::size_t n = probability_.size();
+    const std::size_t half = smoothingHalf, spread = spreadFrames;
+    std::vector<bool> raw(n, false);
+    for (std::size_t t = 0; t < n; ++t) {
+        if (probability_[t] == silent) continue;
+        const std::size_t a = t > half ? t - half : 0, b = std::min(n, t + half + 1);
+        double sum = 0;
+        for (std::size_t k = a; k < b; ++k) sum += std::max(0.0f, probability_[k]);
+        raw[t] = sum / double(b - a) >= speechThreshold;
+    }
+    frames_.assign(n, false);
+    for (std::size_t t = 0; t < n; ++t) {
+        if (!raw[t]) continue;
+        const std::size_t a = t > spread ? t - spread : 0, b = std::min(n, t + spread + 1);
+        for (std::size_t k = a; k < b; ++k) frames_[k] = true;
+    }
+}
+
+std::vector<bool> SpeechDetector::detect(std::span<const float> mono, double sampleRate) const {
+    SpeechStream stream;
+    stream.prepare(sampleRate, mono.size());
+    stream.feed(mono);
+    stream.finish();
+    return stream.frames();
+}
+
+}  // namespace velmora
