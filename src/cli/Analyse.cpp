@@ -5,6 +5,7 @@
 
 #include "cli/Commands.h"
 #include "model/FileItem.h"
+#include "cli/BextInfo.h"
 #include "cli/Json.h"
 #include "cli/MeasurementTable.h"
 #include "cli/Progress.h"
@@ -68,6 +69,7 @@ void printHuman(const Outcome& o, const MeasureOptions& options) {
     const auto& r = a.result;
     const std::string unit(rawValue(presetAt(options.norm).unit));
     std::cout << a.infoLine() << '\n';
+    if (const auto claimed = bextLoudnessLine(o.file)) std::cout << *claimed << '\n';
     if (o.error) std::cout << o.status << " : " << *o.error << '\n';
 
     printMeasurementTable(std::cout, {&r}, unit);
@@ -125,6 +127,7 @@ void printJson(const Outcome& o) {
                               "momentaryMax", "shortTermMax", "programmeLUFS", "plr", "psr", "inversionWarning"})
             j.key(k).null();
     }
+    writeBextLoudness(j, o.file);
     j.key("norms").beginArray();
     for (const auto& n : o.norms)
         j.beginObject()

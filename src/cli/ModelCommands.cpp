@@ -9,9 +9,12 @@
 #include <memory>
 
 #include "audio/LoudnessError.h"
+#include "cli/BatchLines.h"
 #include "cli/Commands.h"
+#include "cli/FileList.h"
 #include "cli/Progress.h"
 #include "cli/Settings.h"
+#include "model/MasterNames.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "output/MasterDelivery.h"
@@ -100,7 +103,8 @@ struct HeadlessSession {
 
 // Queues the inputs as the open panel would and waits for their analysis; prints one line per
 // file. Returns how many could not be read or measured.
-int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::string>& inputs) {
+int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::string>& inputs,
+                  std::ostream& out = std::cout) {
     for (const auto& i : inputs) choosers.files << QString::fromStdString(i);
     std::unique_ptr<ProgressBar> bar;
     QObject::connect(&model, &Model::analyzingNameChanged, [&] {
@@ -112,7 +116,7 @@ int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::
     });
     model.openFiles();
     if (model.queue().empty()) {
-        std::cout << model.globalStatus().toStdString() << '\n';
+        out << model.globalStatus().toStdString() << '\n';
         return 1;
     }
     waitUntilIdle(model);
@@ -121,8 +125,8 @@ int analyseInputs(Model& model, FixedChoosers& choosers, const std::vector<std::
     QObject::disconnect(&model, &Model::analyzeCurrentChanged, nullptr, nullptr);
     int failed = 0;
     for (const auto& item : model.queue()) {
-        std::cout << item.name.toStdString() << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString()
-                  << '\n';
+        out << item.name.toStdString() << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString()
+            << '\n';
         failed += item.status != ItemStatus::ready;
     }
     return failed;
@@ -148,9 +152,39 @@ private:
     std::unique_ptr<ProgressBar> bar_;
 };
 
-void printFailures(const Model& model) {
+void printFailures(const Model& model, std::ostream& out = std::cout) {
     for (const auto& f : model.lastBatchFailures())
-        std::cout << "  Échec · " << f.name.toStdString() << " : " << f.message.toStdString() << '\n';
+        out << "  Échec · " << f.name.toStdString() << " : " << f.message.toStdString() << '\n';
+}
+
+// A batched file as --json tells it: the master is named as the batch job names it.
+BatchLine batchLineFor(const Model& model, const FileItem& item, const MasterOptions& o) {
+    BatchLine line{item, item.status == ItemStatus::mastered ? "mastered" : "failed", std::nullopt, std::nullopt,
+                   o.targetLUFS};
+    if (item.status == ItemStatus::mastered) {
+        const auto& before = item.sourceMeasure();
+        const std::string name = masterFileName(item.name.toStdString(), o.mode, o.targetLUFS,
+                                                before ? before->loudnessRange : std::nullopt,
+                                                item.isVideo ? std::string_view("mov") : extension(o.format));
+        line.master = (std::filesystem::path(o.output) / name).string();
+    }
+    for (const auto& f : model.lastBatchFailures())
+        if (f.name == item.name) line.error = f.message.toStdString();
+    return line;
+}
+
+// The files of a batch: those named, then those of --from-list, cut to the task's --slice.
+std::vector<std::string> batchInputs(Args& args) {
+    const auto list = args.option("--from-list");
+    const auto slice = args.option("--slice");
+    auto inputs = args.positionals();
+    if (list) {
+        const auto listed = readFileList(*list);
+        inputs.insert(inputs.end(), listed.begin(), listed.end());
+    }
+    if (slice) return sliceOf(inputs, parseSlice(*slice));
+    if (inputs.empty()) throw UsageError("batch: at least one FILE or folder, or --from-list FILE");
+    return inputs;
 }
 
 }  // namespace
@@ -158,19 +192,34 @@ void printFailures(const Model& model) {
 int runBatch(Args& args) {
     const auto o = parseMasterOptions(args, "batch");
     const auto reports = parseReportOptions(args);
-    const auto inputs = args.positionals();
-    if (inputs.empty()) throw UsageError("batch: at least one FILE or folder");
+    const bool json = args.flag("--json");
+    const auto inputs = batchInputs(args);
+    // With --json, standard output carries the objects only; what a person reads goes to stderr.
+    std::ostream& human = json ? std::cerr : std::cout;
+    if (inputs.empty()) {
+        human << "Rien à traiter : cette tranche de la liste est vide.\n";
+        return 0;
+    }
     if (!makeFolder(o.output)) return 1;
 
     HeadlessSession session(o, reports);
     Model& model = session.model;
-    const int unreadable = analyseInputs(model, session.choosers, inputs);
+    const int unreadable = analyseInputs(model, session.choosers, inputs, human);
+    if (json)
+        for (const auto& item : model.queue())
+            if (item.status != ItemStatus::ready)
+                std::cout << batchJsonLine({item, "unreadable", std::nullopt, item.info.toStdString(), o.targetLUFS}) << '\n';
 
     JobProgress progress(model, &Model::processingName, &Model::processingNameChanged);
     QObject::connect(&model, &Model::itemChanged, [&](const QUuid& id) {
         const FileItem* item = model.item(id);
         if (!item || (item->status != ItemStatus::mastered && item->status != ItemStatus::failed)) return;
         progress.finish();
+        if (json) {
+            std::cout << batchJsonLine(batchLineFor(model, *item, o)) << '\n';
+            std::cout.flush();
+            return;
+        }
         std::cout << item->name.toStdString() << " : " << statusText(item->status).toStdString();
         if (item->status == ItemStatus::mastered && item->targetMissedLUFS)
             std::cout << " · " << targetMissedText(*item->targetMissedLUFS);
@@ -179,8 +228,8 @@ int runBatch(Args& args) {
     model.exportBatch();
     waitUntilIdle(model);
     progress.finish();
-    printFailures(model);
-    std::cout << model.globalStatus().toStdString() << '\n';
+    printFailures(model, human);
+    human << model.globalStatus().toStdString() << '\n';
     return unreadable > 0 || !model.lastBatchFailures().empty() ? 1 : 0;
 }
 

@@ -146,6 +146,7 @@ Expected<FileAnalysis> analyseFile(const std::string& path, const AnalysisSettin
     }
     if (progress) progress(1.0);
     if (settings.keepAudio) a.audio = std::move(audio);
+    else a.audio.declaredPositions = std::move(audio.declaredPositions);  // its masters declare the same speakers
     return a;
 }
 

@@ -19,9 +19,8 @@ namespace {
 
 QString oneDecimal(double v) { return QString::fromStdString(formatOneDecimal(v)); }
 
-std::optional<SpeakerLayout> layoutFor(std::size_t channelCount, ChannelOrder order) {
-    if (channelCount == 6) return surround51Layout(order);
-    return std::nullopt;
+std::optional<SpeakerLayout> layoutFor(const FileItem& item, ChannelOrder order) {
+    return masterLayout(item.channelCount(), item.declaredPositions, order);
 }
 
 QString targetMissedStatus(double lufs) { return QString::fromStdString(targetMissedText(lufs)); }
@@ -56,7 +55,7 @@ MasterTask Model::taskFor(const FileItem& item) const {
     t.depth = bitDepth_;
     t.format = fileFormat_;
     t.outputRate = outputRate_;
-    t.layout = layoutFor(item.channelCount(), channelOrder_);
+    t.layout = layoutFor(item, channelOrder_);
     t.textReport = exportLog_;
     t.pdfReport = exportPDF_;
     t.language = reportLanguage_;
@@ -99,8 +98,9 @@ void Model::saveMaster() {
     request.write.destination = path->toStdString();  // its extension decides the container
     request.write.depth = bitDepth_;
     request.write.outputRate = outputRate_;
-    request.write.layout = layoutFor(item->channelCount(), channelOrder_);
+    request.write.layout = layoutFor(*item, channelOrder_);
     request.write.sourcePath = item->url;
+    request.write.processing = "norm " + presetTag(presetIndex_);
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
     std::shared_ptr<const Programme> source =
         programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
@@ -305,7 +305,7 @@ void Model::generateAB() {
     request.targetLUFS = target_;
     request.ceilingDB = ceiling_;
     request.depth = bitDepth_;
-    request.layout = layoutFor(item->channelCount(), channelOrder_);
+    request.layout = layoutFor(*item, channelOrder_);
     std::shared_ptr<const Programme> source =
         programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);

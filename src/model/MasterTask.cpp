@@ -9,6 +9,7 @@
 #include <new>
 
 #include "audio/AudioFileReader.h"
+#include "norms/Presets.h"
 #include "output/VideoRemux.h"
 #include "reports/PDFReport.h"
 #include "reports/ReportFile.h"
@@ -82,6 +83,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     request.write.outputRate = task.outputRate;
     request.write.layout = task.layout;
     request.write.sourcePath = task.sourcePath;
+    request.write.processing = "norm " + presetTag(task.presetIndex);
     if (task.pdfReport) request.shortTermCurveStep = task.curveStep;
     request.sourceIntegratedLUFS = task.sourceIntegratedLUFS;
     request.sourceTruePeakDB = task.sourceTruePeakDB;

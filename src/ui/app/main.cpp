@@ -2,6 +2,7 @@
 //   velmora                  opens the window
 //   velmora FILE_OR_FOLDER…  opens it with those files queued and analysed (the desktop
 //                            entry's "Open with")
+//   velmora --version        prints the version and exits
 // With VELMORA_QUIT_WHEN_IDLE set, the application closes once what it was given has been
 // analysed, exiting 0 when every file is ready and 1 otherwise: for scripts and tests.
 #include <QApplication>
@@ -13,6 +14,7 @@
 #include <QTranslator>
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "ui/StudioTheme.h"
 #include "ui/app/VelmoraApp.h"
@@ -54,6 +56,11 @@ void quitWhenIdle(velmora::VelmoraApp& app, bool given) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Answered before any display is looked for, so it works from a console or a package check.
+    if (argc == 2 && (!std::strcmp(argv[1], "--version") || !std::strcmp(argv[1], "-V"))) {
+        std::printf("velmora %s\n", VELMORA_VERSION);
+        return 0;
+    }
     QApplication qtApp(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Velmora"));
     QApplication::setApplicationName(QStringLiteral("Velmora"));
