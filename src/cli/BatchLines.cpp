@@ -39,6 +39,7 @@ std::string batchJsonLine(const BatchLine& line) {
     measurement(j, "before", item.sourceMeasure());
     measurement(j, "after", mastered ? item.measured : std::nullopt);
     j.field("targetMissedLUFS", mastered ? item.targetMissedLUFS : std::nullopt);
+    j.field("albumLUFS", line.albumLUFS).field("albumGainDB", line.albumGainDB);
     j.endObject();
     return j.str();
 }

@@ -14,6 +14,8 @@ struct BatchLine {
     std::optional<std::string> master;  // the written file
     std::optional<std::string> error;   // why it failed
     double targetLUFS = -23.0;
+    // In album mode: the album's loudness as measured and the one gain every track got.
+    std::optional<double> albumLUFS{}, albumGainDB{};
 };
 
 std::string batchJsonLine(const BatchLine& line);

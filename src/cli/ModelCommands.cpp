@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "audio/LoudnessError.h"
+#include "audio/NumberFormat.h"
 #include "cli/BatchLines.h"
 #include "cli/Commands.h"
 #include "cli/FileList.h"
@@ -170,7 +171,20 @@ BatchLine batchLineFor(const Model& model, const FileItem& item, const MasterOpt
     }
     for (const auto& f : model.lastBatchFailures())
         if (f.name == item.name) line.error = f.message.toStdString();
+    if (const auto& album = model.lastAlbum()) {
+        line.albumLUFS = album->albumLUFS;
+        line.albumGainDB = album->gainDB;
+    }
     return line;
+}
+
+// " · piste -18.2 → -14.9 LUFS · album -20.3 LUFS": a track of an album, its own loudness
+// before and after, and the album's as measured.
+std::string albumTrackText(const Model& model, const FileItem& item) {
+    const auto& before = item.sourceMeasure();
+    return " · piste " + (before ? formatOneDecimal(before->integratedLUFS) : std::string("—")) + " → " +
+           (item.measured ? formatOneDecimal(item.measured->integratedLUFS) : std::string("—")) + " LUFS · album " +
+           formatOneDecimal(model.lastAlbum()->albumLUFS) + " LUFS";
 }
 
 // The files of a batch: those named, then those of --from-list, cut to the task's --slice.
@@ -193,6 +207,7 @@ int runBatch(Args& args) {
     const auto o = parseMasterOptions(args, "batch");
     const auto reports = parseReportOptions(args);
     const bool json = args.flag("--json");
+    const bool album = args.flag("--album");
     const auto inputs = batchInputs(args);
     // With --json, standard output carries the objects only; what a person reads goes to stderr.
     std::ostream& human = json ? std::cerr : std::cout;
@@ -204,6 +219,7 @@ int runBatch(Args& args) {
 
     HeadlessSession session(o, reports);
     Model& model = session.model;
+    model.setAlbum(album);
     const int unreadable = analyseInputs(model, session.choosers, inputs, human);
     if (json)
         for (const auto& item : model.queue())
@@ -223,6 +239,7 @@ int runBatch(Args& args) {
         std::cout << item->name.toStdString() << " : " << statusText(item->status).toStdString();
         if (item->status == ItemStatus::mastered && item->targetMissedLUFS)
             std::cout << " · " << targetMissedText(*item->targetMissedLUFS);
+        if (item->status == ItemStatus::mastered && model.lastAlbum()) std::cout << albumTrackText(model, *item);
         std::cout << '\n';
     });
     model.exportBatch();

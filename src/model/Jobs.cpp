@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "audio/NumberFormat.h"
+#include "model/AlbumJob.h"
 #include "model/MasterNames.h"
 #include "model/MasterTask.h"
 #include "model/Model.h"
@@ -157,9 +158,26 @@ void Model::exportBatch() {
     setBatchTotal(int(work.size()));
     setBatchDone(0);
 
-    startJob([this, work = std::move(work)] {
+    lastAlbum_.reset();
+    startJob([this, album = album_, work = std::move(work)]() mutable {
         int failures = 0;
         ReportWriter reports;
+        std::optional<AlbumPlan> albumPlan;
+        if (album && !work.empty()) {
+            post([this] { setProcessingName(QStringLiteral("Album")); });
+            if (auto failure = planAlbumBatch(work, albumPlan, [this](double f) { postProgress(f, &Model::setBatchCurrent); })) {
+                post([this, message = *failure, total = int(work.size())] {
+                    batchFailures_.push_back({QStringLiteral("Album"), message});
+                    setGlobalStatus(QStringLiteral("Échec album : ") + message);
+                    setBatchDone(total);
+                    setProcessingName({});
+                    setBusy(false);
+                    analyzeNext();
+                });
+                return;
+            }
+            post([this, albumPlan] { lastAlbum_ = albumPlan; });
+        }
         for (const auto& [id, task] : work) {
             post([this, id = id, name = task.sourceName] {
                 updateItem(id, [](FileItem& i) {
@@ -188,13 +206,14 @@ void Model::exportBatch() {
             });
         }
         reports.finish();
-        post([this, failures, total = int(work.size())] {
+        post([this, failures, total = int(work.size()), albumPlan] {
+            QString summary;
             if (failures == 0)
-                setGlobalStatus(QStringLiteral("Traitement par lots terminé ✓ (%1 fichier%2)")
-                                    .arg(total)
-                                    .arg(total > 1 ? "s" : ""));
+                summary = QStringLiteral("Traitement par lots terminé ✓ (%1 fichier%2)").arg(total).arg(total > 1 ? "s" : "");
             else
-                setGlobalStatus(QStringLiteral("Traitement terminé — %1 fichier(s) en échec (voir détail).").arg(failures));
+                summary = QStringLiteral("Traitement terminé — %1 fichier(s) en échec (voir détail).").arg(failures);
+            lastAlbum_ = albumPlan;
+            setGlobalStatus(albumPlan ? summary + albumSummary(*albumPlan) : summary);
             setProcessingName({});
             setBatchCurrent(0);
             setBusy(false);
