@@ -23,7 +23,10 @@ Expected<AlbumPlan> planAlbumTasks(std::vector<MasterTask*> tasks, const Progres
     if (tasks.empty()) return AlbumPlan{};
     auto plan = planAlbum(tracks, tasks.front()->target, tasks.front()->ceiling);
     if (!plan) return plan.error();
-    for (std::size_t i = 0; i < tasks.size(); ++i) tasks[i]->target = plan->trackTargets[i];
+    for (std::size_t i = 0; i < tasks.size(); ++i) {
+        tasks[i]->target = plan->trackTargets[i];
+        tasks[i]->album = ReportInputs::Album{plan->albumLUFS, plan->gainDB, plan->loweredDB};
+    }
     return plan;
 }
 

@@ -51,6 +51,7 @@ ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const
     in.beforeShortTerm = task.beforeCurve;
     in.afterShortTerm = d.afterShortTerm;
     in.targetMissedLUFS = d.targetMissedLUFS;
+    in.album = task.album;
     return in;
 }
 

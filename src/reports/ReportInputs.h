@@ -35,6 +35,12 @@ struct ReportInputs {
     // The integrated loudness written instead of the target, when the ceiling put the target
     // out of reach (DeliveryReport::targetMissedLUFS); such a master is never called conform.
     std::optional<double> targetMissedLUFS;
+    // A track of an album (batch --album): the album's loudness as measured, the one gain every
+    // track got, and how far it was lowered so no track needed more than 12 dB of limiting.
+    struct Album {
+        double loudnessLUFS = 0.0, gainDB = 0.0, loweredDB = 0.0;
+    };
+    std::optional<Album> album;
 
     // Short-term loudness (3 s window) of the source and of the master, one value every
     // curveStepSeconds from the start; -inf where nothing can be measured. Empty: no graph.

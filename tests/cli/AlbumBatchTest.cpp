@@ -6,10 +6,12 @@
 #include <QJsonObject>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <numbers>
 #include <sstream>
 
+#include "audio/NumberFormat.h"
 #include "support/TestSupport.h"
 
 using namespace velmora::test;
@@ -36,7 +38,7 @@ double sineLUFS(double amplitude) { return 10 * std::log10(2 * amplitude * ampli
 
 std::map<std::string, QJsonObject> runAlbum(const ScratchDir& dir, const std::vector<std::string>& files, double target,
                                             std::string& err, int& exitCode) {
-    std::string command = cli + " batch --album --json --target " + std::to_string(target) + " --ceiling -1 -o " +
+    std::string command = cli + " batch --album --json --txt --target " + std::to_string(target) + " --ceiling -1 -o " +
                           shellQuote((dir / "out").string());
     for (const auto& f : files) {
         command += ' ';
@@ -90,6 +92,13 @@ TEST(AlbumBatch, OneGainForEveryTrackFromTheAlbumGatedAsOneProgramme) {
     EXPECT_NEAR(integrated(lines.at("01.wav"), "after"), sineLUFS(0.2) + gain, 0.15);
     EXPECT_NE(err.find("album " + std::string(album < 0 ? "-" : "")), std::string::npos) << err;
     EXPECT_EQ(err.find("abaissé"), std::string::npos) << err;
+    // The report of each track gives the album and the track.
+    std::ifstream report(fs::path(lines.at("02.wav")["master"].toString().toStdString()).replace_extension("txt"));
+    const std::string text{std::istreambuf_iterator<char>(report), {}};
+    EXPECT_NE(text.find("sonie " + velmora::formatOneDecimal(lines.at("02.wav")["albumLUFS"].toDouble()) + " LUFS, gain "),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("Sonie du titre"), std::string::npos) << text;
 }
 
 TEST(AlbumBatch, ATrackThatWouldNeedMoreThan12dBOfLimitingLowersTheGainForAll) {
@@ -115,6 +124,9 @@ TEST(AlbumBatch, ATrackThatWouldNeedMoreThan12dBOfLimitingLowersTheGainForAll) {
     EXPECT_LE(hit["after"].toObject()["truePeakDB"].toDouble(), -1.0);
     EXPECT_LT(integrated(hit, "after"), integrated(hit, "before") + given - 1.0);
     EXPECT_NE(err.find("gain d'album abaissé de"), std::string::npos) << err;
+    std::ifstream report(fs::path(lines.at("hit.wav")["master"].toString().toStdString()).replace_extension("txt"));
+    const std::string text{std::istreambuf_iterator<char>(report), {}};
+    EXPECT_NE(text.find("Gain d'album abaissé"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -188,6 +188,19 @@ TEST(BroadcastWave, SourceMetadataKeptTimecodeScaledAndTheMastersOwnLoudnessWrit
     EXPECT_EQ(chunk(master, "iXML").substr(0, ixml.size()), ixml);
     EXPECT_EQ(chunk(master, "axml").substr(0, axml.size()), axml);
 
+    // The batch (the window's own job) shows the source's claim in its info line and writes the
+    // same metadata.
+    const auto batch = runCommand(cli + " batch " + shellQuote(source.string()) + " --target -16 -o " +
+                                  shellQuote((dir / "batch").string()));
+    ASSERT_EQ(batch.exitCode, 0) << batch.out << batch.err;
+    EXPECT_NE(batch.out.find("reel3.wav : Prêt · 0:06 · stéréo · 48.0 kHz · bext : -27.4 LUFS"), std::string::npos)
+        << batch.out;
+    const auto batched = broadcastInfo(dir / "batch" / "reel3_master_-16LUFS_LRA0.wav");
+    ASSERT_TRUE(batched);
+    EXPECT_EQ(text(batched->originator, 32), "Studio B");
+    EXPECT_EQ((std::uint64_t(batched->time_reference_high) << 32) | batched->time_reference_low, std::uint64_t(tenHours));
+    EXPECT_NEAR(batched->loudness_value / 100.0, -16.0, 0.11);
+
     // MediaInfo reads the same.
     EXPECT_EQ(mediainfo(master, "General;%Description%"), "Reel 3 dialogue stem\n");
     EXPECT_EQ(mediainfo(master, "General;%Producer%"), "Studio B\n");
