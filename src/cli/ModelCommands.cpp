@@ -188,9 +188,11 @@ std::string albumTrackText(const Model& model, const FileItem& item) {
 }
 
 // The files of a batch: those named, then those of --from-list, cut to the task's --slice.
-std::vector<std::string> batchInputs(Args& args) {
+std::vector<std::string> batchInputs(Args& args, bool album) {
     const auto list = args.option("--from-list");
     const auto slice = args.option("--slice");
+    // An album is measured as one programme: a task holding part of it would set another gain.
+    if (slice && album) throw UsageError("--album measures every track together: it cannot be cut with --slice");
     auto inputs = args.positionals();
     if (list) {
         const auto listed = readFileList(*list);
@@ -208,7 +210,7 @@ int runBatch(Args& args) {
     const auto reports = parseReportOptions(args);
     const bool json = args.flag("--json");
     const bool album = args.flag("--album");
-    const auto inputs = batchInputs(args);
+    const auto inputs = batchInputs(args, album);
     // With --json, standard output carries the objects only; what a person reads goes to stderr.
     std::ostream& human = json ? std::cerr : std::cout;
     if (inputs.empty()) {

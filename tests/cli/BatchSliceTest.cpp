@@ -108,6 +108,10 @@ TEST(BatchSlices, EmptySliceAndBadSlices) {
         EXPECT_EQ(r.exitCode, 2) << bad;
         EXPECT_NE(r.err.find("--slice"), std::string::npos) << bad << ": " << r.err;
     }
+    const auto albumSlice = runCommand(base + "0/2 --album");
+    EXPECT_EQ(albumSlice.exitCode, 2);
+    EXPECT_NE(albumSlice.err.find("--album"), std::string::npos) << albumSlice.err;
+
     const auto noList = runCommand(cli + " batch --from-list " + shellQuote((dir / "absent.txt").string()) + " -o " +
                                    shellQuote((dir / "out").string()));
     EXPECT_EQ(noList.exitCode, 2);
