@@ -2,10 +2,11 @@
 # Builds the Debian package from the build folder once, installs it into a fresh root and runs
 # the programs from there; checks its dependencies, its manual pages, its AppStream metadata,
 # its desktop entry, and that lintian finds no error.
-#   package-test.sh BUILD_DIR VERSION
+#   package-test.sh BUILD_DIR VERSION SOURCE_DIR
 set -euo pipefail
 build=$1
 version=$2
+source=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
@@ -53,6 +54,13 @@ done
 
 appstreamcli validate --no-net "$root/usr/share/metainfo/app.velmora.Velmora.metainfo.xml" ||
   fail "appstreamcli validate"
+# The screenshots it shows are the repository's own (data/screenshots, published beside the site).
+metainfo=$root/usr/share/metainfo/app.velmora.Velmora.metainfo.xml
+shots=$(sed -n 's:.*<image>\(.*\)</image>.*:\1:p' "$metainfo")
+[[ -n $shots ]] || fail "the metadata names no screenshot"
+for url in $shots; do
+  [[ -f $source/data/screenshots/$(basename "$url") ]] || fail "screenshot $(basename "$url") is not in data/screenshots"
+done
 desktop-file-validate "$root/usr/share/applications/velmora.desktop" || fail "desktop-file-validate"
 # Every type the entry opens is one the metadata provides, and back.
 entry_types=$(sed -n 's/^MimeType=//p' "$root/usr/share/applications/velmora.desktop" | tr ';' '\n' | sed '/^$/d' | sort)
