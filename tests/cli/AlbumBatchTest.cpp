@@ -38,8 +38,8 @@ double sineLUFS(double amplitude) { return 10 * std::log10(2 * amplitude * ampli
 
 std::map<std::string, QJsonObject> runAlbum(const ScratchDir& dir, const std::vector<std::string>& files, double target,
                                             std::string& err, int& exitCode) {
-    std::string command = cli + " batch --album --json --txt --target " + std::to_string(target) + " --ceiling -1 -o " +
-                          shellQuote((dir / "out").string());
+    std::string command = cli + " batch --album --json --txt --pdf --target " + std::to_string(target) +
+                          " --ceiling -1 -o " + shellQuote((dir / "out").string());
     for (const auto& f : files) {
         command += ' ';
         command += shellQuote((dir / f).string());
@@ -99,6 +99,11 @@ TEST(AlbumBatch, OneGainForEveryTrackFromTheAlbumGatedAsOneProgramme) {
               std::string::npos)
         << text;
     EXPECT_NE(text.find("Sonie du titre"), std::string::npos) << text;
+    const std::string pdf = fs::path(lines.at("02.wav")["master"].toString().toStdString()).replace_extension("pdf");
+    const auto shown = runCommand("pdftotext " + shellQuote(pdf) + " -");
+    EXPECT_NE(shown.out.find("Album " + velmora::formatOneDecimal(lines.at("02.wav")["albumLUFS"].toDouble()) + " LUFS"),
+              std::string::npos)
+        << shown.out;
 }
 
 TEST(AlbumBatch, ATrackThatWouldNeedMoreThan12dBOfLimitingLowersTheGainForAll) {
