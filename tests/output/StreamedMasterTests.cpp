@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <unistd.h>
 
 #include "audio/AudioFileReader.h"
 #include "audio/ProgrammeStream.h"
