@@ -10,6 +10,7 @@
 #include "cli/AnalyseDetail.h"
 #include "cli/Commands.h"
 #include "model/FileItem.h"
+#include "cli/BextInfo.h"
 #include "cli/Json.h"
 #include "cli/MeasurementTable.h"
 #include "cli/Progress.h"
@@ -80,6 +81,7 @@ void printHuman(const Outcome& o, const MeasureOptions& options) {
     const auto& r = a.result;
     const std::string unit(rawValue(presetAt(options.norm).unit));
     std::cout << a.infoLine() << '\n';
+    if (const auto claimed = bextLoudnessLine(o.file)) std::cout << *claimed << '\n';
     if (o.error) std::cout << o.status << " : " << *o.error << '\n';
 
     printMeasurementTable(std::cout, {&r}, unit);
@@ -142,6 +144,7 @@ void printJson(const Outcome& o) {
                               "lraHigh", "channelsDetail", "events", "plr", "psr", "inversionWarning"})
             j.key(k).null();
     }
+    writeBextLoudness(j, o.file);
     j.key("norms").beginArray();
     for (const auto& n : o.norms)
         j.beginObject()

@@ -74,7 +74,9 @@ int runMaster(Args& args) {
     request.write.depth = o.depth;
     request.write.outputRate = o.outputRate;
     request.write.sourcePath = source;
-    if (analysed->channelCount == 6) request.write.layout = surround51Layout(o.measure.order);
+    request.write.processing = "norm " + presetTag(o.measure.norm);
+    request.write.layout =
+        masterLayout(std::size_t(analysed->channelCount), analysed->declaredPositions, o.measure.order);
     // Measured with the standard gating and these weights while decoding: no second measurement.
     if (!analysed->result.programmeLUFS) request.sourceIntegratedLUFS = analysed->result.integratedLUFS;
     request.sourceTruePeakDB = analysed->result.truePeakDB;

@@ -9,9 +9,13 @@
 #include <memory>
 
 #include "audio/LoudnessError.h"
+#include "audio/NumberFormat.h"
+#include "cli/BatchLines.h"
 #include "cli/Commands.h"
+#include "cli/FileList.h"
 #include "cli/Progress.h"
 #include "cli/Settings.h"
+#include "model/MasterNames.h"
 #include "model/Model.h"
 #include "norms/Presets.h"
 #include "output/Interruption.h"
@@ -103,7 +107,7 @@ struct HeadlessSession {
 
 // Queues the inputs as the open panel would and waits for their analysis; prints one line per
 // file. Returns how many could not be read or measured.
-int analyseInputs(Model& model, const std::vector<std::string>& inputs) {
+int analyseInputs(Model& model, const std::vector<std::string>& inputs, std::ostream& out = std::cout) {
     std::unique_ptr<ProgressBar> bar;
     QObject::connect(&model, &Model::analyzingNameChanged, [&] {
         bar.reset();
@@ -114,7 +118,7 @@ int analyseInputs(Model& model, const std::vector<std::string>& inputs) {
     });
     model.addPaths(inputs);  // the arguments' bytes, UTF-8 or not
     if (model.queue().empty()) {
-        std::cout << model.globalStatus().toStdString() << '\n';
+        out << model.globalStatus().toStdString() << '\n';
         return 1;
     }
     waitUntilIdle(model);
@@ -123,8 +127,7 @@ int analyseInputs(Model& model, const std::vector<std::string>& inputs) {
     QObject::disconnect(&model, &Model::analyzeCurrentChanged, nullptr, nullptr);
     int failed = 0;
     for (const auto& item : model.queue()) {
-        std::cout << nameOf(item) << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString()
-                  << '\n';
+        out << nameOf(item) << " : " << statusText(item.status).toStdString() << " · " << item.info.toStdString() << '\n';
         failed += item.status != ItemStatus::ready;
     }
     return failed;
@@ -150,10 +153,10 @@ private:
     std::unique_ptr<ProgressBar> bar_;
 };
 
-void printFailures(const Model& model) {
+void printFailures(const Model& model, std::ostream& out = std::cout) {
     for (const auto& f : model.lastBatchFailures())
-        std::cout << (f.reportOnly ? "  Rapport · " : "  Échec · ") << f.name.toStdString() << " : "
-                  << f.message.toStdString() << '\n';
+        out << (f.reportOnly ? "  Rapport · " : "  Échec · ") << f.name.toStdString() << " : "
+            << f.message.toStdString() << '\n';
 }
 
 // Ctrl-C and SIGTERM end the job after the file being written is removed; the summary of what
@@ -163,27 +166,90 @@ int exitStatus(bool failed) {
     return failed ? 1 : 0;
 }
 
+// A batched file as --json tells it: the master is named as the batch job names it.
+BatchLine batchLineFor(const Model& model, const FileItem& item, const MasterOptions& o) {
+    BatchLine line{item, item.status == ItemStatus::mastered ? "mastered" : "failed", std::nullopt, std::nullopt,
+                   o.targetLUFS};
+    if (item.status == ItemStatus::mastered) {
+        const auto& before = item.sourceMeasure();
+        const std::string name = masterFileName(item.name.toStdString(), o.mode, o.targetLUFS,
+                                                before ? before->loudnessRange : std::nullopt,
+                                                item.isVideo ? std::string_view("mov") : extension(o.format));
+        line.master = (std::filesystem::path(o.output) / name).string();
+    }
+    for (const auto& f : model.lastBatchFailures())
+        if (f.name == item.name) line.error = f.message.toStdString();
+    if (const auto& album = model.lastAlbum()) {
+        line.albumLUFS = album->albumLUFS;
+        line.albumGainDB = album->gainDB;
+    }
+    return line;
+}
+
+// " · piste -18.2 → -14.9 LUFS · album -20.3 LUFS": a track of an album, its own loudness
+// before and after, and the album's as measured.
+std::string albumTrackText(const Model& model, const FileItem& item) {
+    const auto& before = item.sourceMeasure();
+    return " · piste " + (before ? formatOneDecimal(before->integratedLUFS) : std::string("—")) + " → " +
+           (item.measured ? formatOneDecimal(item.measured->integratedLUFS) : std::string("—")) + " LUFS · album " +
+           formatOneDecimal(model.lastAlbum()->albumLUFS) + " LUFS";
+}
+
+// The files of a batch: those named, then those of --from-list, cut to the task's --slice.
+std::vector<std::string> batchInputs(Args& args, bool album) {
+    const auto list = args.option("--from-list");
+    const auto slice = args.option("--slice");
+    // An album is measured as one programme: a task holding part of it would set another gain.
+    if (slice && album) throw UsageError("--album measures every track together: it cannot be cut with --slice");
+    auto inputs = args.positionals();
+    if (list) {
+        const auto listed = readFileList(*list);
+        inputs.insert(inputs.end(), listed.begin(), listed.end());
+    }
+    if (slice) return sliceOf(inputs, parseSlice(*slice));
+    if (inputs.empty()) throw UsageError("batch: at least one FILE or folder, or --from-list FILE");
+    return inputs;
+}
+
 }  // namespace
 
 int runBatch(Args& args) {
     const auto o = parseMasterOptions(args, "batch");
     const auto reports = parseReportOptions(args);
-    const auto inputs = args.positionals();
-    if (inputs.empty()) throw UsageError("batch: at least one FILE or folder");
+    const bool json = args.flag("--json");
+    const bool album = args.flag("--album");
+    const auto inputs = batchInputs(args, album);
+    // With --json, standard output carries the objects only; what a person reads goes to stderr.
+    std::ostream& human = json ? std::cerr : std::cout;
+    if (inputs.empty()) {
+        human << "Rien à traiter : cette tranche de la liste est vide.\n";
+        return 0;
+    }
     if (!makeFolder(o.output)) return 1;
 
     HeadlessSession session(o, reports);
     Model& model = session.model;
-    const int unreadable = analyseInputs(model, inputs);
+    model.setAlbum(album);
+    const int unreadable = analyseInputs(model, inputs, human);
+    if (json)
+        for (const auto& item : model.queue())
+            if (item.status != ItemStatus::ready)
+                std::cout << batchJsonLine({item, "unreadable", std::nullopt, item.info.toStdString(), o.targetLUFS}) << '\n';
 
     JobProgress progress(model, &Model::processingName, &Model::processingNameChanged);
     QObject::connect(&model, &Model::itemChanged, [&](const QUuid& id) {
         const FileItem* item = model.item(id);
         if (!item || (item->status != ItemStatus::mastered && item->status != ItemStatus::failed)) return;
         progress.finish();
+        if (json) {
+            std::cout << batchJsonLine(batchLineFor(model, *item, o)) << '\n';
+            std::cout.flush();
+            return;
+        }
         std::cout << nameOf(*item) << " : " << statusText(item->status).toStdString();
         if (item->status == ItemStatus::mastered && item->targetMissedLUFS)
             std::cout << " · " << targetMissedText(*item->targetMissedLUFS);
+        if (item->status == ItemStatus::mastered && model.lastAlbum()) std::cout << albumTrackText(model, *item);
         if (item->status == ItemStatus::mastered && !item->reportProblem.isEmpty())
             std::cout << " · " << item->reportProblem.toStdString();
         std::cout << std::endl;  // a script watching the output sees each file as it is done
@@ -192,8 +258,8 @@ int runBatch(Args& args) {
     model.exportBatch();
     waitUntilIdle(model);
     progress.finish();
-    printFailures(model);
-    std::cout << model.globalStatus().toStdString() << '\n';
+    printFailures(model, human);
+    human << model.globalStatus().toStdString() << '\n';
     return exitStatus(unreadable > 0 || !model.lastBatchFailures().empty());
 }
 

@@ -17,7 +17,8 @@ const char* usage =
     "  velmora-cli norms [--json]\n"
     "  velmora-cli master FILE -o OUT [--norm N | --target LUFS --ceiling DBTP] [--mode master|conform]\n"
     "                     [--params FILE.json] [--format wav|aiff] [--bits 16|24|32f] [--rate HZ]\n"
-    "  velmora-cli batch FILE_OR_DIR... -o DIR [same options as master] [--txt] [--pdf] [--lang fr|en]\n"
+    "  velmora-cli batch [FILE_OR_DIR...] [--from-list FILE [--slice I/N]] -o DIR [same options as master]\n"
+    "                     [--txt] [--pdf] [--lang fr|en] [--json] [--album]\n"
     "  velmora-cli multimaster FILE -o DIR (--norms 0,3,14 | --group broadcast|streaming | --all)\n"
     "                     [--params FILE.json] [--format wav|aiff] [--bits 16|24|32f] [--rate HZ]\n"
     "                     [--txt] [--pdf] [--lang fr|en]\n"
@@ -26,6 +27,7 @@ const char* usage =
     "  velmora-cli devices [--json]\n"
     "  velmora-cli play FILE [--device UID] [--channels L,R] [--params FILE.json] [--loop] [--seek FRACTION]\n"
     "  velmora-cli tone --device UID [--channels L,R]\n"
+    "  velmora-cli --version\n"
     "\n"
     "analyse   measures each file (integrated loudness, LRA, momentary and short-term maxima,\n"
     "          true peak, PLR/PSR), tells which of the 21 delivery norms it already meets and\n"
@@ -44,6 +46,12 @@ const char* usage =
     "batch     masters every readable file (folders are searched for audio and video files) into\n"
     "          DIR as NAME_master_-23LUFS_LRA11.wav; a video gets a .mov with its picture. --txt\n"
     "          and --pdf write the text and PDF reports beside each master (--lang for the PDF).\n"
+    "          --from-list FILE adds the files listed in FILE, one per line; --slice I/N keeps every\n"
+    "          N-th of them from the I-th (I from 0), the share of task I of N in a job array.\n"
+    "          --json prints one object per file per line, every other line going to stderr.\n"
+    "          --album brings the files to the target together: the album is measured as one\n"
+    "          programme and every file gets the same gain (each its own limiter), lowered for all\n"
+    "          when one file would need more than 12 dB of limiting.\n"
     "multimaster writes one master of FILE per chosen norm into DIR, as NAME_master_EBU.wav …\n"
     "calibrate writes the RLL calibration pink noise (500-2000 Hz, -23 LUFS, 30 s, 48 kHz/24-bit).\n"
     "ab        writes NAME_AB_AVANT.wav and NAME_AB_APRES.wav beside FILE: its centred 30 s, untouched\n"
@@ -71,6 +79,10 @@ int main(int argc, char** argv) {
     if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
         std::cout << usage;
         return argc < 2 ? 2 : 0;
+    }
+    if (!std::strcmp(argv[1], "--version") || !std::strcmp(argv[1], "-V")) {
+        std::cout << "velmora-cli " VELMORA_VERSION "\n";
+        return 0;
     }
     const std::string command = argv[1];
     velmora::cli::Args args(argc, argv, 2);

@@ -27,7 +27,7 @@ struct AnalysisSettings {
 };
 
 struct FileAnalysis {
-    PlanarAudio audio;  // empty unless asked for
+    PlanarAudio audio;  // empty unless asked for, but for the speakers the file declares
     int channelCount = 0;
     double sampleRate = 0.0;
     std::size_t frameCount = 0;

@@ -10,6 +10,7 @@
 
 #include "audio/ChannelLabels.h"
 #include "audio/NumberFormat.h"
+#include "model/AlbumJob.h"
 #include "model/MasterNames.h"
 #include "model/MasterTask.h"
 #include "model/Model.h"
@@ -24,9 +25,8 @@ namespace {
 
 QString oneDecimal(double v) { return QString::fromStdString(formatOneDecimal(v)); }
 
-std::optional<SpeakerLayout> layoutFor(std::size_t channelCount, ChannelOrder order) {
-    if (channelCount == 6) return surround51Layout(order);
-    return std::nullopt;
+std::optional<SpeakerLayout> layoutFor(const FileItem& item, ChannelOrder order) {
+    return masterLayout(item.channelCount(), item.declaredPositions, order);
 }
 
 QString targetMissedStatus(double lufs) { return QString::fromStdString(targetMissedText(lufs)); }
@@ -98,7 +98,7 @@ MasterTask Model::taskFor(const FileItem& item) const {
     t.depth = bitDepth_;
     t.format = fileFormat_;
     t.outputRate = outputRate_;
-    t.layout = layoutFor(item.channelCount(), channelOrder_);
+    t.layout = layoutFor(item, channelOrder_);
     t.textReport = exportLog_;
     t.pdfReport = exportPDF_;
     t.language = reportLanguage_;
@@ -141,8 +141,9 @@ void Model::saveMaster() {
     request.write.destination = fileSystemPath(*path);  // its extension decides the container
     request.write.depth = bitDepth_;
     request.write.outputRate = outputRate_;
-    request.write.layout = layoutFor(item->channelCount(), channelOrder_);
+    request.write.layout = layoutFor(*item, channelOrder_);
     request.write.sourcePath = item->url;
+    request.write.processing = "norm " + presetTag(presetIndex_);
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
     std::shared_ptr<const Programme> source =
         programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
@@ -201,10 +202,27 @@ void Model::exportBatch() {
     setBatchTotal(int(work.size()));
     setBatchDone(0);
 
-    startJob([this, work = std::move(work)] {
+    lastAlbum_.reset();
+    startJob([this, album = album_, work = std::move(work)]() mutable {
         int failures = 0;
         auto reportFailures = std::make_shared<std::atomic<int>>(0);
         ReportWriter reports;
+        std::optional<AlbumPlan> albumPlan;
+        if (album && !work.empty()) {
+            post([this] { setProcessingName(QStringLiteral("Album")); });
+            if (auto failure = planAlbumBatch(work, albumPlan, [this](double f) { postProgress(f, &Model::setBatchCurrent); })) {
+                post([this, message = *failure, total = int(work.size())] {
+                    batchFailures_.push_back({QStringLiteral("Album"), message});
+                    setGlobalStatus(QStringLiteral("Échec album : ") + message);
+                    setBatchDone(total);
+                    setProcessingName({});
+                    setBusy(false);
+                    analyzeNext();
+                });
+                return;
+            }
+            post([this, albumPlan] { lastAlbum_ = albumPlan; });
+        }
         for (const auto& [id, task] : work) {
             if (interruptRequested()) break;
             post([this, id = id, name = task.sourceName] {
@@ -252,8 +270,10 @@ void Model::exportBatch() {
             }
         }
         reports.finish();
-        post([this, failures, reportFailures, total = int(work.size())] {
-            setGlobalStatus(batchSummary(batchDone_, failures, *reportFailures, total - batchDone_));
+        post([this, failures, reportFailures, total = int(work.size()), albumPlan] {
+            const QString summary = batchSummary(batchDone_, failures, *reportFailures, total - batchDone_);
+            lastAlbum_ = albumPlan;
+            setGlobalStatus(albumPlan ? summary + albumSummary(*albumPlan) : summary);
             setProcessingName({});
             setBatchCurrent(0);
             setBusy(false);
@@ -379,7 +399,7 @@ void Model::generateAB() {
     request.targetLUFS = target_;
     request.ceilingDB = ceiling_;
     request.depth = bitDepth_;
-    request.layout = layoutFor(item->channelCount(), channelOrder_);
+    request.layout = layoutFor(*item, channelOrder_);
     std::shared_ptr<const Programme> source =
         programmeFor(item->url, item->isVideo, item->channelCount(), item->frameTotal, item->sampleRate);
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);

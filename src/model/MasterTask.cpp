@@ -62,6 +62,7 @@ ReportInputs reportInputs(const MasterTask& task, const DeliveryReport& d, const
         in.channelLabels = task.channelLabels;
     }
     in.sourceTruncated = task.truncated;
+    in.album = task.album;
     return in;
 }
 
@@ -127,6 +128,7 @@ MasterOutcome makeMaster(const MasterTask& task, const ProgressFn& progress) {
     request.write.outputRate = task.outputRate;
     request.write.layout = task.layout;
     request.write.sourcePath = task.sourcePath;
+    request.write.processing = "norm " + presetTag(task.presetIndex);
     if (task.pdfReport) request.shortTermCurveStep = task.curveStep;
     request.sourceIntegratedLUFS = task.sourceIntegratedLUFS;
     request.sourceTruePeakDB = task.sourceTruePeakDB;

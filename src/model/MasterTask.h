@@ -48,6 +48,7 @@ struct MasterTask {
     std::string destination;
     bool textReport = false, pdfReport = false;
     ReportLanguage language = ReportLanguage::fr;
+    std::optional<ReportInputs::Album> album;  // a track of an album batch
 };
 
 struct MasterOutcome {

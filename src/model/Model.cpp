@@ -17,12 +17,26 @@
 #include "measurement/FileAnalysis.h"
 #include "measurement/ProgrammeMeasure.h"
 #include "norms/Presets.h"
+#include "output/BroadcastWave.h"
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace velmora {
+
+namespace {
+
+// " · bext : -23.0 LUFS · LRA …": what a WAV file's own bext says of its loudness, shown beside
+// the measurement so a mismatch is seen; empty for a file that says nothing.
+std::string claimedLoudness(const std::string& path) {
+    const SourceMetadata metadata = readSourceMetadata(path);
+    if (!metadata.bext) return {};
+    const auto text = bextLoudnessText(metadata.bext->loudness);
+    return text ? " · " + *text : std::string();
+}
+
+}  // namespace
 
 namespace {
 // Niceness of the job threads: 10 weighs a job's thread about a tenth of the main thread's when
@@ -288,8 +302,9 @@ void Model::analyzeNext() {
             return;
         }
         auto a = std::make_shared<FileAnalysis>(std::move(*analysed));
+        const std::string claimed = claimedLoudness(path);
         auto diagnosis = diagnose(presets(), a->result.integratedLUFS, a->result.truePeakDB);
-        post([this, id, a, stamp, diagnosis = std::move(diagnosis)]() mutable {
+        post([this, id, a, stamp, claimed, diagnosis = std::move(diagnosis)]() mutable {
             const auto reason = a->unmeasurableReason();
             updateItem(id, [&](FileItem& i) {
                 i.sourceStamp = stamp;
@@ -310,7 +325,7 @@ void Model::analyzeNext() {
                 i.waveformPeaks = std::move(a->waveformPeaks);
                 i.spectrumBins = std::move(a->spectrumBins);
                 if (!reason) {
-                    i.info = QString::fromStdString(a->infoLine());
+                    i.info = QString::fromStdString(a->infoLine() + claimed);
                     i.status = ItemStatus::ready;
                 } else {
                     i.info = QString::fromStdString(*reason);

@@ -25,6 +25,7 @@
 #include "model/Presets.h"
 #include "model/StoredList.h"
 #include "norms/PADCheck.h"
+#include "output/Album.h"
 #include "output/OutputFormat.h"
 #include "reports/ReportInputs.h"
 
@@ -91,6 +92,11 @@ public:
     // "Générer un bruit rose RLL": asks where, then writes the calibration noise there.
     void saveRLLCalibration();
     const std::vector<BatchFailure>& lastBatchFailures() const { return batchFailures_; }
+    // Album mode: the batch brings its files to the target together (see output/Album.h).
+    bool album() const { return album_; }
+    void setAlbum(bool v);
+    // The last album batch's plan: the album's loudness, the one gain, how far it was lowered.
+    const std::optional<AlbumPlan>& lastAlbum() const { return lastAlbum_; }
     // "<name>_master_-23LUFS.wav": what the save panel proposes for the selected file.
     QString proposedSaveName() const;
     // Blocks until the running job's thread has ended (the command line, tests).
@@ -239,6 +245,7 @@ signals:
     void channelOrderChanged();
     void layoutWarningChanged();
     void exportLogChanged();
+    void albumChanged();
     void exportPDFChanged();
     void showsMasterChanged();
     void reportLanguageChanged();
@@ -343,6 +350,8 @@ private:
     QString layoutWarning_;
     bool exportLog_ = true, exportPDF_ = true;
     bool showsMaster_ = true;
+    bool album_ = false;
+    std::optional<AlbumPlan> lastAlbum_;
     ReportLanguage reportLanguage_ = ReportLanguage::fr;
     std::set<int> multiMasterPresetIndices_;
     bool showMultiMaster_ = false;

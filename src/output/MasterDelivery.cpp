@@ -1,5 +1,7 @@
 #include "output/MasterDelivery.h"
 
+#include "audio/NumberFormat.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -26,8 +28,9 @@ class WrittenMeter final : public SampleObserver {
 public:
     using Verdict = std::function<bool(const WrittenMeter&)>;
 
-    WrittenMeter(std::size_t channels, double sampleRate, std::size_t frames, double ceilingDB, Verdict verdict)
-        : verdict_(std::move(verdict)) {
+    WrittenMeter(std::size_t channels, double sampleRate, std::size_t frames, double ceilingDB, Verdict verdict,
+                 std::span<const double> weights = {})
+        : verdict_(std::move(verdict)), weights_(weights.begin(), weights.end()) {
         analyzer_.prepare(channels, sampleRate, frames);
         // Only crests within 1 dB of the ceiling can cross it on a finer reading.
         for (std::size_t c = 0; c < channels; ++c) fine_.emplace_back(fromDB(ceilingDB - 1.0));
@@ -42,6 +45,7 @@ public:
         for (auto& meter : fine_) meter.finish();
         return verdict_(*this);
     }
+    std::optional<LoudnessResult> writtenLoudness() const override { return analyzer_.result(weights_); }
 
     double truePeakDB() const { return analyzer_.truePeakDB(); }
     double bandLimitedPeakDB() const {
@@ -58,6 +62,7 @@ private:
     std::vector<BandLimitedPeakMeter> fine_;
     std::vector<const float*> pointers_;
     Verdict verdict_;
+    std::vector<double> weights_;
 };
 
 // One reading of the programme through the stages after the chain: the protection
@@ -243,6 +248,18 @@ private:
     double ceilingDB_, loudestDB_;
 };
 
+// What the coding history of a WAV master says was done: the caller's words (the norm), then
+// the target and the ceiling.
+WriteRequest withProcessingNote(const DeliveryRequest& request) {
+    WriteRequest write = request.write;
+    std::string note = write.processing;
+    if (!note.empty()) note += "; ";
+    note += "target " + formatOneDecimal(request.targetLUFS) + " LUFS; ceiling " + formatOneDecimal(request.ceilingDB) +
+            " dBTP";
+    write.processing = note;
+    return write;
+}
+
 Expected<DeliveryReport> deliver(const Programme& source, std::span<const double> weights,
                                  const DeliveryRequest& request, const ProgressFn& progressFn) {
     Progress progress(progressFn);
@@ -307,6 +324,7 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
     const double outputRate = request.write.outputRate > 0 ? request.write.outputRate : fs;
 
     GainSearch search(input, weights, C, toDB(loudest));
+    const WriteRequest write = withProcessingNote(request);
     for (;;) {
         // The limiter's output goes to the file as it is computed; the plain cut is linear, so what
         // it leaves over the ceiling is rounding, and the file is kept.
@@ -324,8 +342,9 @@ Expected<DeliveryReport> deliver(const Programme& source, std::span<const double
                                missed = !capped && (!std::isfinite(writtenLUFS) ||
                                                     (!mayCorrect && std::fabs(writtenLUFS - T) > missedTargetLU));
                                return (!overs || plainCutDB > 0) && (!off || !mayCorrect) && !missed;
-                           });
-        auto written = writeMaster(staged, fs, request.write, &meter);
+                           },
+                           fileWeights);
+        auto written = writeMaster(staged, fs, write, &meter);
         ++report.limiterPasses;
         if (!written) return written.error();
         report.writtenTruePeakDB = meter.truePeakDB();

@@ -13,6 +13,7 @@
 #include "mastering/RateConverter.h"
 #include "output/BlockEncoder.h"
 #include "output/Interruption.h"
+#include "output/BroadcastWave.h"
 #include "output/PendingFile.h"
 
 namespace velmora {
@@ -158,6 +159,37 @@ int sndfileFormat(FileFormat format, BitDepth depth, bool declaresLayout, std::u
     return (declaresLayout ? SF_FORMAT_WAVEX : SF_FORMAT_WAV) | codec;
 }
 
+// The source's bext (or Velmora's), iXML and axml chunks in the header of a WAV master; the
+// loudness fields are written once the samples are measured. True when a bext chunk was set.
+bool setBroadcastChunks(SNDFILE* file, const WriteRequest& request, double sourceRate, double fileRate,
+                        std::size_t channels) {
+    const SourceMetadata source =
+        request.sourcePath.empty() ? SourceMetadata{} : readSourceMetadata(request.sourcePath);
+    MasterBextInput input;
+    input.source = &source;
+    input.sourceName = std::filesystem::path(request.sourcePath.empty() ? request.destination : request.sourcePath)
+                           .filename()
+                           .string();
+    input.sourceRate = sourceRate;
+    input.fileRate = fileRate;
+    input.bits = bits(request.depth);
+    input.floatSamples = isFloat(request.depth);
+    input.channels = channels;
+    input.processing = request.processing;
+    std::vector<unsigned char> bext = bextChunkData(masterBext(input));
+    const auto set = [&](const char* id, std::vector<unsigned char>& data) {
+        SF_CHUNK_INFO chunk{};
+        std::copy_n(id, 4, chunk.id);
+        chunk.id_size = 4;
+        chunk.datalen = unsigned(data.size());
+        chunk.data = data.data();
+        return sf_set_chunk(file, &chunk) == SF_ERR_NO_ERROR;
+    };
+    const bool bextSet = set("bext", bext);
+    for (RawChunk chunk : source.chunks) set(chunk.id.c_str(), chunk.data);
+    return bextSet;
+}
+
 }  // namespace
 
 std::vector<std::size_t> fileChannelOrder(std::size_t channels, const WriteRequest& request) {
@@ -251,6 +283,9 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
         if (!mapped && !(chunk && sf_set_chunk(file.get(), &chan) == SF_ERR_NO_ERROR)) declared.clear();
     }
 
+    const bool bext = format == FileFormat::wav && (info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_RF64 &&
+                      request.broadcastMetadata && setBroadcastChunks(file.get(), request, sampleRate, fileRate, count);
+
     std::optional<LoudnessError> failure;
     {
         RawWriter raw{file.get(), fd};
@@ -277,6 +312,9 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
     if (interruptRequested()) return LoudnessError{LoudnessError::Code::interrupted};
     if (failure) return *failure;
     const bool accepted = !observer || observer->acceptWrite();
+    if (accepted && bext && observer)
+        if (const auto loudness = observer->writtenLoudness())
+            if (!patchBextLoudness(fd, bextLoudnessOf(*loudness))) return cannotWrite;
     if (accepted && pending)
         if (std::optional<LoudnessError> error = pending->commit()) return *error;
 

@@ -25,6 +25,9 @@ public:
     // Asked once every sample is in the file, before it replaces the destination: false drops
     // the file, so a master that breaks a promise (a ceiling, say) never replaces anything.
     virtual bool acceptWrite() { return true; }
+    // The measurement of the file as written, asked for once it was accepted: a WAV master
+    // records it in the loudness fields of its bext chunk.
+    virtual std::optional<LoudnessResult> writtenLoudness() const { return std::nullopt; }
 };
 
 // The true peak of the file as written, without reading it back.
@@ -50,6 +53,10 @@ struct WriteRequest {
     // An open file without a name (ScratchFile) to write into from its start instead of replacing
     // the destination, which then only names the container; -1 for none.
     int scratchFd = -1;
+    // A WAV master carries its source's Broadcast Wave metadata (BroadcastWave.h), with this
+    // note of what was done ("EBU R128; -23.0 LUFS") in the line it adds to the coding history.
+    bool broadcastMetadata = true;
+    std::string processing{};
 };
 
 struct WriteReport {

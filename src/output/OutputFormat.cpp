@@ -1,5 +1,6 @@
 #include "output/OutputFormat.h"
 
+#include <bit>
 #include <cmath>
 #include <filesystem>
 
@@ -72,6 +73,21 @@ std::optional<SpeakerLayout> defaultLayout(std::size_t channelCount) {
     case 8: return surround71Layout();
     default: return std::nullopt;
     }
+}
+
+std::optional<SpeakerLayout> masterLayout(std::size_t channelCount, const std::vector<std::uint64_t>& declaredPositions,
+                                          ChannelOrder order) {
+    // WAVE_FORMAT_EXTENSIBLE names eighteen speakers, bits 0 to 17.
+    constexpr std::uint64_t maskable = (std::uint64_t{1} << 18) - 1;
+    std::uint64_t seen = 0;
+    bool usable = channelCount > 0 && declaredPositions.size() == channelCount;
+    for (std::uint64_t s : declaredPositions) {
+        usable = usable && std::has_single_bit(s) && (s & maskable) && !(seen & s);
+        seen |= s;
+    }
+    if (usable) return declaredPositions;
+    if (channelCount == 6) return surround51Layout(order);
+    return std::nullopt;
 }
 
 }  // namespace velmora

@@ -56,4 +56,11 @@ SpeakerLayout surround71Layout();
 // 1 mono, 2 stereo, 6 5.1 (SMPTE order), 8 7.1; nothing for any other count.
 std::optional<SpeakerLayout> defaultLayout(std::size_t channelCount);
 
+// The speakers a master of a source declares: the source's own positions when they name one
+// distinct speaker a WAV mask can carry for every channel, so side surrounds stay side
+// surrounds; else, for six channels, the chosen order's 5.1; else nothing (the writer decides
+// by count).
+std::optional<SpeakerLayout> masterLayout(std::size_t channelCount, const std::vector<std::uint64_t>& declaredPositions,
+                                          ChannelOrder order);
+
 }  // namespace velmora

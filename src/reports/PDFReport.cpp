@@ -568,6 +568,11 @@ private:
             const std::string missed = language_ == ReportLanguage::en ? targetMissedTextEnglish(lufs)
                                                                        : targetMissedText(lufs);
             text(box.right() - 16, box.top() + 37.5, qs(missed), 8.5, QFont::Normal, colour, Qt::AlignRight);
+        } else if (in_.album) {
+            // A track of an album: the album's loudness and the one gain, the same on every report.
+            const std::string album = "Album " + formatOneDecimal(in_.album->loudnessLUFS) + " LUFS · gain " +
+                                      formatSignedOneDecimal(in_.album->gainDB) + " dB";
+            text(box.right() - 16, box.top() + 37.5, qs(album), 8.5, QFont::Normal, white(0.7), Qt::AlignRight);
         }
         const QString readings = "I " + withUnit(in_.after.integratedLUFS, unit_) + qs("  ·  ") + "TP " +
                                  withUnit(in_.after.truePeakDB, "dBTP");

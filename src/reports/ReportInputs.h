@@ -39,6 +39,12 @@ struct ReportInputs {
     // The source was cut short (a recording that stopped): measured and mastered up to its cut,
     // which is the master's end.
     bool sourceTruncated = false;
+    // A track of an album (batch --album): the album's loudness as measured, the one gain every
+    // track got, and how far it was lowered so no track needed more than 12 dB of limiting.
+    struct Album {
+        double loudnessLUFS = 0.0, gainDB = 0.0, loweredDB = 0.0;
+    };
+    std::optional<Album> album;
 
     // Short-term loudness (3 s window) of the source and of the master, one value every
     // curveStepSeconds from the start; -inf where nothing can be measured. Empty: no graph.

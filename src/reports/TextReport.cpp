@@ -122,6 +122,15 @@ std::string makeTextReport(const ReportInputs& in) {
     r.field("Cible de sonie", orDash(in.target) + " LUFS");
     r.field("Plafond True Peak", orDash(in.ceiling) + " dBTP");
     r.field("Gain de conformité", formatSignedOneDecimal(in.gainDB) + " dB");
+    if (in.album) {
+        r.field("Album", "sonie " + formatOneDecimal(in.album->loudnessLUFS) + " LUFS, gain " +
+                             formatSignedOneDecimal(in.album->gainDB) + " dB pour tous les titres");
+        if (in.album->loweredDB > 0)
+            r.field("Gain d'album abaissé", formatOneDecimal(in.album->loweredDB) +
+                                                " dB (un titre aurait demandé plus de 12 dB de limitation)");
+        r.field("Sonie du titre", formatOneDecimal(in.before.integratedLUFS) + " → " +
+                                      formatOneDecimal(in.after.integratedLUFS) + " LUFS");
+    }
     r.add("");
     r.add("CHAÎNE MASTER");
     r.field("Égaliseur", equaliserSummary(p));

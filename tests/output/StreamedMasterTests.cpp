@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <unistd.h>
 
 #include "audio/AudioFileReader.h"
 #include "audio/ProgrammeStream.h"
@@ -23,8 +24,10 @@ namespace fs = std::filesystem;
 class StreamedMaster : public ::testing::Test {
 protected:
     void SetUp() override {
+        // The process id too: other checkouts on the machine run the same tests at the same time.
         dir_ = fs::temp_directory_path() /
-               ("velmora-streamed-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+               ("velmora-streamed-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
+                std::to_string(getpid()));
         fs::remove_all(dir_);
         fs::create_directories(dir_);
     }

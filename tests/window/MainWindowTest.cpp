@@ -473,6 +473,30 @@ TEST_F(WindowSession, TheBatchIsExportedIntoTheChosenFolderWithItsReports) {
     EXPECT_EQ(statusText(model->queue()[0].status), "Masterisé ✓");
 }
 
+TEST_F(WindowSession, TheAlbumSwitchExportsTheBatchWithOneGain) {
+    MainWindow& w = *window;
+    dropSession();
+    LedToggle* album = w.output()->albumToggle();
+    ASSERT_FALSE(album->isChecked());
+    album->click();
+    EXPECT_TRUE(model->album());
+    const fs::path out = dir / "album";
+    fs::create_directories(out);
+    choosers.folder = q(out);
+    w.actions()->exportButton()->click();
+    ASSERT_TRUE(waitIdle(*model, 300));
+    settle(50);
+    ASSERT_TRUE(model->lastAlbum().has_value()) << model->globalStatus().toStdString();
+    EXPECT_TRUE(model->globalStatus().startsWith("Traitement par lots terminé ✓ (3 fichiers) · album "))
+        << model->globalStatus().toStdString();
+    // Every master moved by the album's gain from its own source loudness.
+    for (const auto& item : model->queue()) {
+        ASSERT_EQ(item.status, ItemStatus::mastered) << item.name.toStdString();
+        EXPECT_NEAR(item.measured->integratedLUFS - item.originalMeasure->integratedLUFS, model->lastAlbum()->gainDB, 0.3)
+            << item.name.toStdString();
+    }
+}
+
 TEST_F(WindowSession, SpaceStartsAndStopsPlaybackButTypesInTheFields) {
     MainWindow& w = *window;
     dropSession();

@@ -4,6 +4,7 @@
 //                            entry's "Open with")
 // One window per user: a launch while Velmora runs hands its files and folders to that window
 // over the session bus and ends (see SingleInstance.h).
+//   velmora --version        prints the version and exits
 // With VELMORA_QUIT_WHEN_IDLE set, the application closes once what it was given has been
 // analysed, exiting 0 when every file is ready and 1 otherwise, and prints the path of each file
 // of its queue: for scripts and tests. A number N above 1 waits until N files are queued (some
@@ -19,6 +20,7 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+#include <cstring>
 
 #include "ui/StudioTheme.h"
 #include "ui/app/SingleInstance.h"
@@ -64,6 +66,11 @@ void quitWhenIdle(velmora::VelmoraApp& app, bool given, int wanted) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Answered before any display is looked for, so it works from a console or a package check.
+    if (argc == 2 && (!std::strcmp(argv[1], "--version") || !std::strcmp(argv[1], "-V"))) {
+        std::printf("velmora %s\n", VELMORA_VERSION);
+        return 0;
+    }
     QApplication qtApp(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Velmora"));
     QApplication::setApplicationName(QStringLiteral("Velmora"));

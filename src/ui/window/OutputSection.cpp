@@ -92,8 +92,14 @@ OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), m
     layout->addSpacing(6);
     textReport_ = new LedToggle(QStringLiteral("Rapport texte (.txt)"), panel);
     pdfReport_ = new LedToggle(QStringLiteral("Rapport PDF (avec verdict)"), panel);
+    // The batch brings the files to the target together, keeping the balance between tracks.
+    album_ = new LedToggle(QStringLiteral("Album"), panel);
+    album_->setToolTip(QStringLiteral("Un seul gain pour tous les fichiers du lot, mesurés comme un seul programme : "
+                                      "l'équilibre entre les titres est conservé."));
     layout->addWidget(textReport_);
     layout->addWidget(pdfReport_);
+    layout->addWidget(album_);
+    connect(album_, &QAbstractButton::clicked, this, [this](bool on) { model_.setAlbum(on); });
     connect(textReport_, &QAbstractButton::clicked, this, [this](bool on) {
         model_.setExportLog(on);
         model_.saveSettings();
@@ -107,7 +113,7 @@ OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), m
 
     for (auto signal : {&Model::gatingModeChanged, &Model::presetIndexChanged, &Model::layoutChanged,
                         &Model::channelOrderChanged, &Model::outputRateChanged, &Model::bitDepthChanged,
-                        &Model::fileFormatChanged, &Model::exportLogChanged, &Model::exportPDFChanged})
+                        &Model::fileFormatChanged, &Model::exportLogChanged, &Model::exportPDFChanged, &Model::albumChanged})
         connect(&model, signal, this, &OutputSection::refresh);
     connect(&model, &Model::presetIndexChanged, this, &OutputSection::refillGating);
     refillGating();
@@ -140,6 +146,7 @@ void OutputSection::refresh() {
     format_->setCurrentLabel(text(rawValue(model_.fileFormat())));
     textReport_->setChecked(model_.exportLog());
     pdfReport_->setChecked(model_.exportPDF());
+    album_->setChecked(model_.album());
 }
 
 }  // namespace velmora::window

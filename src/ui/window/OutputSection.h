@@ -1,6 +1,6 @@
 #pragma once
 // Section 12 of the window: how files are measured (gating, channel format and 5.1 order) and
-// how masters are written (rate, bit depth, container, reports).
+// how masters are written (rate, bit depth, container, reports, album mode).
 #include <QWidget>
 
 class QLabel;
@@ -26,6 +26,7 @@ public:
     StudioMenuPicker* formatPicker() const { return format_; }
     LedToggle* textReportToggle() const { return textReport_; }
     LedToggle* pdfReportToggle() const { return pdfReport_; }
+    LedToggle* albumToggle() const { return album_; }
     QLabel* dialogueNote() const { return dialogueNote_; }
 
 private:
@@ -34,7 +35,7 @@ private:
 
     Model& model_;
     StudioMenuPicker *gating_, *layout_, *order_, *rate_, *depth_, *format_;
-    LedToggle *textReport_, *pdfReport_;
+    LedToggle *textReport_, *pdfReport_, *album_;
     QLabel* dialogueNote_;
 };
 
