@@ -1,0 +1,98 @@
+// The window as a studio tool: controls that change only when asked (the wheel scrolls the
+// column unless a control has focus).
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSlider>
+#include <QTest>
+#include <QWheelEvent>
+#include <gtest/gtest.h>
+
+#include "WindowTesting.h"
+#include "model/Model.h"
+#include "ui/MainWindow.h"
+#include "ui/SSLKnob.h"
+#include "ui/EQCurveGraphView.h"
+#include "ui/LoudnessHistoryView.h"
+#include "ui/WaveformView.h"
+#include "ui/window/ChainSection.h"
+#include "ui/window/Controls.h"
+#include "ui/window/FileListSection.h"
+#include "ui/window/HistorySection.h"
+#include "ui/window/MeasuresSection.h"
+#include "ui/window/NormSection.h"
+#include "ui/window/TransportSection.h"
+
+namespace velmora::test {
+namespace {
+
+// One notch of a mouse wheel turned towards the user (scrolling down) over the middle of `w`,
+// delivered as Qt delivers the mouse's: to the widget, then up its parents while it is ignored
+// (Qt walks the parents itself only for the window system's own events). True when `w` took it.
+bool wheelDownOver(QWidget* w) {
+    const QPoint spot = w->mapToGlobal(w->rect().center());
+    for (QWidget* target = w; target; target = target->isWindow() ? nullptr : target->parentWidget()) {
+        QWheelEvent e(target->mapFromGlobal(QPointF(spot)), QPointF(spot), QPoint(), QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(target, &e);
+        if (e.isAccepted()) return target == w;
+    }
+    return false;
+}
+
+TEST(StudioControls, TheWheelOverAnUnfocusedKnobOrSliderScrollsTheColumnAndChangesNothing) {
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    MainWindow w(model);
+    w.show();
+    settle(50);  // the column lays out its content before it can scroll
+    QScrollBar* bar = w.settingsColumn()->verticalScrollBar();
+    ASSERT_GT(bar->maximum(), 0) << "the column must be taller than the window for this test";
+
+    SSLKnob* threshold = w.chain()->knobNamed("SEUIL");
+    ASSERT_TRUE(threshold);
+    w.settingsColumn()->ensureWidgetVisible(threshold);
+    bar->setValue(std::min(bar->value(), bar->maximum() - 40));
+    w.centralWidget()->setFocus();
+    ASSERT_FALSE(threshold->hasFocus());
+    const MasterParams before = model.mp();
+    const double knobBefore = threshold->value();
+    int scrolled = bar->value();
+    wheelDownOver(threshold);
+    EXPECT_DOUBLE_EQ(threshold->value(), knobBefore);
+    EXPECT_EQ(model.mp(), before);
+    EXPECT_GT(bar->value(), scrolled);
+
+    // A slider of the same column: the column scrolls, the target stays.
+    window::LabeledSlider* target = w.norm()->targetControl();
+    w.settingsColumn()->ensureWidgetVisible(target);
+    bar->setValue(std::min(bar->value(), bar->maximum() - 40));
+    const double targetBefore = model.target();
+    scrolled = bar->value();
+    wheelDownOver(target->slider());
+    EXPECT_DOUBLE_EQ(model.target(), targetBefore);
+    EXPECT_GT(bar->value(), scrolled);
+
+    // Once clicked, the knob is the wheel's and the column stays put: one notch is 1/100 of the
+    // range, downwards.
+    w.settingsColumn()->ensureWidgetVisible(threshold);
+    QTest::mouseClick(threshold, Qt::LeftButton, Qt::NoModifier, threshold->knobCentre().toPoint());
+    ASSERT_TRUE(threshold->hasFocus());
+    scrolled = bar->value();
+    EXPECT_TRUE(wheelDownOver(threshold));
+    EXPECT_NEAR(threshold->value(), knobBefore - (threshold->high() - threshold->low()) / 100.0, 1e-9);
+    EXPECT_NEAR(model.mp().compThreshold, threshold->value(), 1e-9);
+    EXPECT_EQ(bar->value(), scrolled);
+
+    // The same for the slider given focus by Tab order (focus without a click).
+    target->slider()->setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(target->slider()->hasFocus());
+    wheelDownOver(target->slider());
+    EXPECT_NE(model.target(), targetBefore);
+}
+
+}  // namespace
+}  // namespace velmora::test
