@@ -22,6 +22,7 @@ VelmoraApp::VelmoraApp(const StoreOpener& openStore)
     : layoutStore_(openStore()), model_(openStore(), &choosers_), window_(createMainWindow(model_)) {
     window_->setWindowTitle(QStringLiteral("Velmora"));
     choosers_.setDialogParent(window_.get());
+    choosers_.rememberFoldersIn(layoutStore_.get());
     installMenus(*window_, model_, [this] { showPreferences(); });
     window_->installEventFilter(this);
 }
