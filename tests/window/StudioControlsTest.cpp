@@ -1,5 +1,5 @@
 // The window as a studio tool: controls that change only when asked (the wheel scrolls the
-// column unless a control has focus).
+// column unless a control has focus) and "Vider" that asks first.
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
@@ -92,6 +92,59 @@ TEST(StudioControls, TheWheelOverAnUnfocusedKnobOrSliderScrollsTheColumnAndChang
     ASSERT_TRUE(target->slider()->hasFocus());
     wheelDownOver(target->slider());
     EXPECT_NE(model.target(), targetBefore);
+}
+
+// Answers the next message box once it is up with its button titled `choice`; what it asked.
+std::shared_ptr<QString> answerBox(const QString& choice) {
+    auto asked = std::make_shared<QString>();
+    QTimer::singleShot(0, [asked, choice] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box) return ADD_FAILURE() << "no message box";
+        *asked = box->text();
+        for (auto* b : box->buttons())
+            if (b->text() == choice) return b->click();
+        ADD_FAILURE() << "no button " << choice.toStdString();
+        box->reject();
+    });
+    return asked;
+}
+
+// Two analysed files: a loud tone and a quiet one.
+class TwoFiles : public ::testing::Test {
+protected:
+    void SetUp() override {
+        writeFloatWav(dir / "loud.wav", sine(4.0, 0.5, 2, 1000.0), 48000);
+        writeFloatWav(dir / "quiet.wav", sine(4.0, 0.05, 2, 440.0), 48000);
+        window.show();
+        model.addFiles({q(dir / "loud.wav"), q(dir / "quiet.wav")});
+        ASSERT_TRUE(waitIdle(model));
+        settle(20);
+    }
+    QUuid idOf(const QString& name) const {
+        for (const auto& i : model.queue())
+            if (i.name == name) return i.id;
+        return {};
+    }
+
+    ScratchDir dir;
+    FixedChoosers choosers;
+    Model model{nullptr, &choosers};
+    MainWindow window{model};
+};
+
+TEST_F(TwoFiles, ViderAsksBeforeTheSessionGoes) {
+    QPushButton* clear = window.fileList()->clearButton();
+    ASSERT_TRUE(clear->isEnabled());
+    auto asked = answerBox("Annuler");
+    clear->click();
+    EXPECT_EQ(*asked, "Vider la session ?");
+    EXPECT_EQ(model.queue().size(), 2u) << "cancelled: nothing removed";
+
+    asked = answerBox("Vider");
+    clear->click();
+    EXPECT_EQ(*asked, "Vider la session ?");
+    EXPECT_TRUE(model.queue().empty());
+    EXPECT_FALSE(clear->isEnabled());
 }
 
 }  // namespace
