@@ -1,5 +1,6 @@
 // The window as a studio tool: controls that change only when asked (the wheel scrolls the
-// column unless a control has focus) and "Vider" that asks first.
+// column unless a control has focus), "Vider" that asks first, and the removed file's readings
+// cleared at once.
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
@@ -145,6 +146,45 @@ TEST_F(TwoFiles, ViderAsksBeforeTheSessionGoes) {
     EXPECT_EQ(*asked, "Vider la session ?");
     EXPECT_TRUE(model.queue().empty());
     EXPECT_FALSE(clear->isEnabled());
+}
+
+TEST_F(TwoFiles, RemovingTheSelectedFileClearsItsReadingsAtOnce) {
+    model.select(idOf("loud.wav"));
+    QCoreApplication::processEvents();
+    const std::vector<float> loudPeaks = window.transport()->waveform()->peaks();
+    ASSERT_FALSE(loudPeaks.empty());
+    ASSERT_FALSE(window.measures()->placeholder()->isVisible());
+    const QString loudPeak = window.measures()->truePeakBadge()->value();
+    ASSERT_NE(loudPeak, "—");
+
+    window.fileList()->removeButton()->click();
+    QCoreApplication::processEvents();
+    ASSERT_EQ(model.queue().size(), 1u);
+    const auto selected = model.selectedID();
+    if (!selected) {
+        // Nothing selected: no waveform, no measures, no history, no spectrum.
+        EXPECT_TRUE(window.transport()->waveform()->peaks().empty());
+        EXPECT_TRUE(window.measures()->placeholder()->isVisible());
+        EXPECT_DOUBLE_EQ(window.history()->history()->duration(), 0.0);
+        EXPECT_TRUE(window.chain()->equaliserGraph()->spectrum().empty());
+    } else {
+        // The other file selected: its own readings, none of the removed one's.
+        EXPECT_EQ(*selected, idOf("quiet.wav"));
+        EXPECT_NE(window.transport()->waveform()->peaks(), loudPeaks);
+        EXPECT_NE(window.measures()->truePeakBadge()->value(), loudPeak);
+    }
+
+    // The last file removed by the keyboard of the list: the window is empty again.
+    model.select(idOf("quiet.wav"));
+    QCoreApplication::processEvents();
+    ASSERT_FALSE(window.transport()->waveform()->peaks().empty());
+    window.fileList()->removeButton()->click();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(model.queue().empty());
+    EXPECT_TRUE(window.transport()->waveform()->peaks().empty());
+    EXPECT_TRUE(window.measures()->placeholder()->isVisible());
+    EXPECT_DOUBLE_EQ(window.history()->history()->duration(), 0.0);
+    EXPECT_TRUE(window.chain()->equaliserGraph()->spectrum().empty());
 }
 
 }  // namespace
