@@ -2,6 +2,7 @@
 // column unless a control has focus), "Vider" that asks first, and the removed file's readings
 // cleared at once.
 #include <QApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -20,6 +21,7 @@
 #include "ui/LoudnessHistoryView.h"
 #include "ui/WaveformView.h"
 #include "ui/window/ChainSection.h"
+#include "ui/window/DiagnosisSection.h"
 #include "ui/window/Controls.h"
 #include "ui/window/FileListSection.h"
 #include "ui/window/HistorySection.h"
@@ -178,9 +180,11 @@ TEST_F(TwoFiles, RemovingTheSelectedFileClearsItsReadingsAtOnce) {
     model.select(idOf("quiet.wav"));
     QCoreApplication::processEvents();
     ASSERT_FALSE(window.transport()->waveform()->peaks().empty());
-    window.fileList()->removeButton()->click();
+    ASSERT_FALSE(window.diagnosis()->normList()->checks().empty());
+    QTest::keyClick(window.fileList()->rows(), Qt::Key_Delete);
     QCoreApplication::processEvents();
     EXPECT_TRUE(model.queue().empty());
+    EXPECT_EQ(window.diagnosis()->conformityLine()->text(), "Sélectionnez un fichier pour voir les mesures");
     EXPECT_TRUE(window.transport()->waveform()->peaks().empty());
     EXPECT_TRUE(window.measures()->placeholder()->isVisible());
     EXPECT_DOUBLE_EQ(window.history()->history()->duration(), 0.0);
