@@ -66,7 +66,7 @@ EQCurveGraphView::EQCurveGraphView(QWidget* parent) : QWidget(parent) {
     setMouseTracking(true);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     setAccessibleName(QStringLiteral("RÉPONSE EN FRÉQUENCE DE L'ÉGALISEUR"));
-    setToolTip(QStringLiteral("Glisser un point : fréquence et gain · Maj + glisser, ou molette sur le point : Q"));
+    setToolTip(QStringLiteral("Glisser un point : fréquence et gain · Maj + glisser, ou molette sur un point après un clic dans le graphe : Q"));
     setFocusPolicy(Qt::ClickFocus);  // the wheel's Q needs a click first: scrolling past must not change it
     sections_ = fiveBandSections(params_, sampleRate_);
 }
