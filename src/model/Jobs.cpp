@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <filesystem>
@@ -174,6 +175,8 @@ void Model::saveMaster() {
 
 // --- Batch --------------------------------------------------------------------------------------
 
+bool Model::canExportBatch() const { return !busy_ && !queue_.empty(); }
+
 void Model::exportBatch() {
     if (queue_.empty() || busy_) return;
     const auto folder = choosers_ ? choosers_->chooseFolder(QStringLiteral("Choisir le dossier des exports"),
@@ -283,6 +286,12 @@ void Model::exportBatch() {
 }
 
 // --- Multi-master -------------------------------------------------------------------------------
+
+bool Model::canStartMultiMaster() const {
+    if (busy_ || !measuredAndFinite(selectedItem())) return false;
+    return std::any_of(multiMasterPresetIndices_.begin(), multiMasterPresetIndices_.end(),
+                       [](int i) { return i >= 0 && i < int(presets().size()); });
+}
 
 void Model::startMultiMaster() {
     const FileItem* item = selectedItem();

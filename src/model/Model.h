@@ -87,7 +87,12 @@ public:
     // saveMaster() would open its panel: a measured file is selected and no job runs.
     bool canSaveMaster() const;
     void exportBatch();
+    // exportBatch() would open its panel: files are queued and no job runs.
+    bool canExportBatch() const;
     void startMultiMaster();
+    // startMultiMaster() would open its panel: a measured file is selected, a norm is ticked and
+    // no job runs.
+    bool canStartMultiMaster() const;
     void generateAB();
     // "Générer un bruit rose RLL": asks where, then writes the calibration noise there.
     void saveRLLCalibration();

@@ -2,6 +2,7 @@
 
 #include <QFontMetricsF>
 #include <QMouseEvent>
+#include <QWheelEvent>
 #include <QPainter>
 #include <algorithm>
 #include <array>
@@ -65,7 +66,8 @@ EQCurveGraphView::EQCurveGraphView(QWidget* parent) : QWidget(parent) {
     setMouseTracking(true);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     setAccessibleName(QStringLiteral("RÉPONSE EN FRÉQUENCE DE L'ÉGALISEUR"));
-    setToolTip(QStringLiteral("Glisser un point : fréquence et gain · Alt, Ctrl ou Maj + glisser : Q"));
+    setToolTip(QStringLiteral("Glisser un point : fréquence et gain · Maj + glisser, ou molette sur un point après un clic dans le graphe : Q"));
+    setFocusPolicy(Qt::ClickFocus);  // the wheel's Q needs a click first: scrolling past must not change it
     sections_ = fiveBandSections(params_, sampleRate_);
 }
 
@@ -207,6 +209,21 @@ void EQCurveGraphView::mouseReleaseEvent(QMouseEvent* e) {
     readout_.clear();
     setCursor(bandNear(e->position()) ? Qt::OpenHandCursor : Qt::ArrowCursor);
     update();
+}
+
+void EQCurveGraphView::wheelEvent(QWheelEvent* e) {
+    // angleDelta is in eighths of a degree, 120 to a notch; high-resolution wheels send less.
+    const double notches = e->angleDelta().y() / 120.0;
+    const auto band = hasFocus() ? bandNear(e->position()) : std::nullopt;
+    if (!band || !rule(*band).q || notches == 0 || dragged_) return e->ignore();
+    e->accept();
+    const BandRule& r = rule(*band);
+    const ParamRange q = *rangeOf(r.q);
+    MasterParams edited = params_;
+    edited.*r.q = q.clamp(params_.*r.q + notches * (q.high - q.low) / 100.0);
+    if (edited == params_) return;
+    setParams(edited);
+    emit paramsEdited(params_);
 }
 
 void EQCurveGraphView::leaveEvent(QEvent*) {

@@ -4,10 +4,13 @@
 // with 0 dB on the centre line and +15 dB six points below the top.
 //
 // Dragging a point sets its band's frequency from the pointer's x and its gain from its y, each
-// clamped to the band's range; with Alt, Ctrl or Shift held only the Q of a peaking band
-// follows the pointer's height (bottom 0.3, top 3.0), and the other bands stay as they are.
-// Alt is what the title says; Ctrl and Shift are there because many window managers take
-// Alt-drag for themselves. The view keeps what it shows; edits go out through paramsEdited().
+// clamped to the band's range; with Shift held only the Q of a peaking band follows the
+// pointer's height (bottom 0.3, top 3.0), and the other bands stay as they are. Shift is what
+// the title says because most window managers take Alt-drag for moving the window; Ctrl and
+// Alt work too where they reach the view. Once the view has focus (a click), the wheel over a
+// peaking band's point moves its Q by 1/100 of the range a notch; otherwise the wheel scrolls
+// the column the graph sits in. The view keeps what it shows; edits go out through
+// paramsEdited().
 #include <QRectF>
 #include <QString>
 #include <QWidget>
@@ -42,6 +45,7 @@ public:
     const std::vector<float>& peakHold() const { return peakHold_; }
     // The text shown while a point is dragged; empty otherwise.
     const QString& readout() const { return readout_; }
+    const QString& title() const { return title_.text(); }
 
     // Geometry in widget coordinates.
     QRectF plotRect() const;
@@ -64,6 +68,7 @@ protected:
     void mousePressEvent(QMouseEvent*) override;
     void mouseMoveEvent(QMouseEvent*) override;
     void mouseReleaseEvent(QMouseEvent*) override;
+    void wheelEvent(QWheelEvent*) override;
     void leaveEvent(QEvent*) override;
 
 private:
@@ -78,7 +83,7 @@ private:
     void computeCurve();
     void paintPoints(QPainter& p) const;
 
-    GraphTitle title_{QStringLiteral("RÉPONSE EN FRÉQUENCE DE L'ÉGALISEUR · glissez les points · ⌥ = Q")};
+    GraphTitle title_{QStringLiteral("RÉPONSE EN FRÉQUENCE DE L'ÉGALISEUR · glissez les points · ⇧ = Q")};
     MasterParams params_;
     double sampleRate_ = 48000;
     std::vector<float> spectrum_, peakHold_;

@@ -13,6 +13,7 @@ class GraphTitle {
 public:
     explicit GraphTitle(QString text) : text_(std::move(text)) {}
 
+    const QString& text() const { return text_; }
     double height(int width) const;
     void paint(QPainter& painter, int width) const;
 

@@ -241,6 +241,9 @@ void SSLKnob::mouseDoubleClickEvent(QMouseEvent* e) {
 }
 
 void SSLKnob::wheelEvent(QWheelEvent* e) {
+    // Without focus the wheel belongs to the scrolling column around the knob: a knob passing
+    // under the pointer must never turn on its own.
+    if (!hasFocus()) return e->ignore();
     // angleDelta is in eighths of a degree, 120 to a notch; high-resolution wheels send less.
     const double notches = e->angleDelta().y() / 120.0;
     if (notches == 0) return QWidget::wheelEvent(e);

@@ -3,8 +3,9 @@
 // +135° (maximum) with eleven ticks, the label above and the value below. A vertical drag of
 // 150 points covers the whole range whatever the knob's size, so every knob of the rack feels
 // the same under the hand. With focus, the arrow keys move 1/100 of the range, Page Up and Page
-// Down 1/10, Home and End go to the ends; the wheel moves 1/100 a notch; a double-click puts
-// the default back.
+// Down 1/10, Home and End go to the ends; the wheel moves 1/100 a notch, with focus only (after
+// a click or Tab), so that scrolling past the knob leaves it alone; a double-click puts the
+// default back.
 //
 // A pure view: setValue() shows a value and says nothing; valueEdited() reports what the user
 // did, already clamped to the range.

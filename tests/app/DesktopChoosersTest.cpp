@@ -6,6 +6,8 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDesktopServices>
+#include <QDir>
+#include <QSettings>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileSystemModel>
@@ -130,6 +132,49 @@ TEST(OpenPanel, TakesFilesAndFoldersTogetherOrTheFolderOnShow) {
 
     answerPanel([](QFileDialog& dialog) { dialog.reject(); });
     EXPECT_TRUE(choosers.chooseFilesOrFolders("Ouvrir", "Ouvrir").isEmpty());
+}
+
+TEST(OpenPanel, TheOpenAndExportFoldersAreRememberedAcrossRuns) {
+    ScratchDir dir;
+    const auto music = dir / "music", exports = dir / "exports";
+    std::filesystem::create_directories(music);
+    std::filesystem::create_directories(exports);
+    QSettings store(q(dir / "Velmora.ini"), QSettings::IniFormat);
+    {
+        DesktopChoosers choosers{QDBusConnection(QString())};
+        choosers.rememberFoldersIn(&store);
+        choosers.setStartFolder(q(dir.path()));
+        answerPanel([&](QFileDialog& dialog) {
+            dialog.setDirectory(q(music));
+            QTest::mouseClick(openButton(dialog), Qt::LeftButton);
+        });
+        EXPECT_EQ(choosers.chooseFilesOrFolders("Ouvrir", "Ouvrir"), QStringList{q(music)});
+        answerPanel([&](QFileDialog& dialog) {
+            EXPECT_EQ(QDir(dialog.directory()), QDir(q(dir.path()))) << "the export panel keeps its own folder";
+            dialog.setDirectory(q(exports));
+            static_cast<QDialog&>(dialog).accept();  // as Enter does
+        });
+        EXPECT_EQ(choosers.chooseFolder("Choisir le dossier des exports", "Exporter ici"), q(exports));
+    }
+    EXPECT_EQ(store.value("Velmora_lastOpenFolder").toString(), q(music));
+    EXPECT_EQ(store.value("Velmora_exportFolder").toString(), q(exports));
+
+    // The next run opens each panel where it was left.
+    DesktopChoosers next{QDBusConnection(QString())};
+    next.rememberFoldersIn(&store);
+    EXPECT_EQ(next.startFolder(), q(music));
+    EXPECT_EQ(next.exportFolder(), q(exports));
+    answerPanel([&](QFileDialog& dialog) { EXPECT_EQ(QDir(dialog.directory()), QDir(q(exports))); });
+    EXPECT_EQ(next.chooseSaveFile("Enregistrer", "Enregistrer", "master.wav"), std::nullopt);
+    answerPanel([&](QFileDialog& dialog) { EXPECT_EQ(QDir(dialog.directory()), QDir(q(music))); });
+    EXPECT_TRUE(next.chooseFilesOrFolders("Ouvrir", "Ouvrir").isEmpty());
+
+    // A folder removed since is not where a panel opens.
+    std::filesystem::remove_all(exports);
+    DesktopChoosers later{QDBusConnection(QString())};
+    later.rememberFoldersIn(&store);
+    EXPECT_NE(later.exportFolder(), q(exports));
+    EXPECT_EQ(later.startFolder(), q(music));
 }
 
 TEST(Reveal, WithoutASessionBusOpensTheFoldersHoldingTheItems) {

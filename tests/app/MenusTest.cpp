@@ -20,6 +20,8 @@ TEST(Menus, CommandsWithTheirKeys) {
     const std::pair<QString, QKeySequence> commands[] = {
         {"Ouvrir un fichier ou un dossier…", QKeySequence(Qt::CTRL | Qt::Key_O)},
         {"Enregistrer sous…", QKeySequence(Qt::CTRL | Qt::Key_S)},
+        {"Exporter…", QKeySequence(Qt::CTRL | Qt::Key_E)},
+        {"Multi-master…", QKeySequence()},
         {"Quitter", QKeySequence(Qt::CTRL | Qt::Key_Q)},
         {"À propos de Velmora", QKeySequence()},
         {"Rechercher les mises à jour…", QKeySequence()},
@@ -80,6 +82,59 @@ TEST(Menus, KeysOpenSaveAndShowThePreferences) {
 
     QTest::keyClick(window.get(), Qt::Key_Comma, Qt::ControlModifier);
     EXPECT_EQ(preferencesShown, 1);
+}
+
+TEST(Menus, ExportAndMultiMasterRunFromTheMenuWhenTheyCan) {
+    ScratchDir dir;
+    writeFloatWav(dir / "tone.wav", sine(3.0, 0.25), 48000);
+    std::filesystem::create_directories(dir / "exports");
+    std::filesystem::create_directories(dir / "masters");
+    FixedChoosers choosers;
+    choosers.files = {q(dir / "tone.wav")};
+    Model model(nullptr, &choosers);
+    model.setMultiMasterPresetIndices({});
+    auto window = createMainWindow(model);
+    installMenus(*window, model, [] {});
+    window->show();
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+
+    QAction* exportBatch = menuCommand(*window, "Exporter…");
+    QAction* multiMaster = menuCommand(*window, "Multi-master…");
+    ASSERT_TRUE(exportBatch && multiMaster);
+    EXPECT_FALSE(exportBatch->isEnabled()) << "nothing queued";
+    EXPECT_FALSE(multiMaster->isEnabled()) << "nothing queued";
+
+    model.openFiles();
+    EXPECT_TRUE(model.busy());
+    EXPECT_FALSE(exportBatch->isEnabled()) << "while the analysis runs";
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_TRUE(exportBatch->isEnabled());
+    EXPECT_FALSE(multiMaster->isEnabled()) << "no norm ticked";
+    model.setMultiMasterPresetIndices({0, 1});
+    EXPECT_TRUE(multiMaster->isEnabled());
+
+    // Ctrl+E exports the batch into the chosen folder.
+    choosers.folder = q(dir / "exports");
+    QTest::keyClick(window.get(), Qt::Key_E, Qt::ControlModifier);
+    EXPECT_TRUE(model.busy());
+    EXPECT_FALSE(exportBatch->isEnabled());
+    EXPECT_FALSE(multiMaster->isEnabled());
+    ASSERT_TRUE(waitIdle(model));
+    EXPECT_FALSE(std::filesystem::is_empty(dir / "exports")) << model.globalStatus().toStdString();
+
+    // One master a ticked norm.
+    choosers.folder = q(dir / "masters");
+    multiMaster->trigger();
+    ASSERT_TRUE(waitIdle(model));
+    int masters = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(dir / "masters"))
+        if (entry.path().extension() == ".wav") ++masters;
+    EXPECT_EQ(masters, 2) << model.globalStatus().toStdString();
+
+    model.select(QUuid());
+    EXPECT_FALSE(multiMaster->isEnabled()) << "nothing selected";
+    EXPECT_TRUE(exportBatch->isEnabled()) << "the batch needs no selection";
 }
 
 }  // namespace

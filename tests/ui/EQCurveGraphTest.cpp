@@ -1,4 +1,7 @@
+#include <QApplication>
 #include <QSignalSpy>
+#include <QTest>
+#include <QWheelEvent>
 #include <complex>
 #include <gtest/gtest.h>
 #include <numbers>
@@ -133,8 +136,11 @@ TEST(EQCurveGraphView, PointDragsClampToTheBandRanges) {
     EXPECT_EQ(g->params().hpfFreq, 20);
 }
 
-TEST(EQCurveGraphView, QDragWithAltCtrlOrShiftChangesOnlyTheQ) {
-    for (Qt::KeyboardModifier modifier : {Qt::ControlModifier, Qt::ShiftModifier, Qt::AltModifier}) {
+TEST(EQCurveGraphView, QDragWithShiftChangesOnlyTheQAndTheTitleSaysSo) {
+    EXPECT_TRUE(EQCurveGraphView().title().endsWith(QStringLiteral("⇧ = Q"))) << EQCurveGraphView().title().toStdString();
+    EXPECT_FALSE(EQCurveGraphView().title().contains(QStringLiteral("⌥")));
+    // Shift is the gesture; Ctrl and Alt do the same where the window manager lets them through.
+    for (Qt::KeyboardModifier modifier : {Qt::ShiftModifier, Qt::ControlModifier, Qt::AltModifier}) {
         SCOPED_TRACE(modifier);
         auto g = graph(shapedChain(), 48000);
         const QRectF plot = g->plotRect();
@@ -162,6 +168,47 @@ TEST(EQCurveGraphView, QDragWithAltCtrlOrShiftChangesOnlyTheQ) {
         EXPECT_EQ(g->params(), settled);
         EXPECT_TRUE(edits.isEmpty());
     }
+}
+
+// One wheel notch at `at`: positive `notches` away from the user.
+bool wheelAt(QWidget& w, QPointF at, int notches) {
+    QWheelEvent e(at, w.mapToGlobal(at), QPoint(), QPoint(0, 120 * notches), Qt::NoButton, Qt::NoModifier,
+                  Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&w, &e);
+    return e.isAccepted();
+}
+
+TEST(EQCurveGraphView, TheWheelOverAPointChangesItsQOnceTheGraphHasFocus) {
+    auto g = graph(shapedChain(), 48000);
+    g->show();
+    g->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(g.get()));
+    QSignalSpy edits(g.get(), &EQCurveGraphView::paramsEdited);
+    const MasterParams before = g->params();
+    // Without focus the wheel is the scrolling column's, even over a point.
+    g->clearFocus();
+    ASSERT_FALSE(g->hasFocus());
+    EXPECT_FALSE(wheelAt(*g, g->bandPoint(EQBand::highMid), 1));
+    EXPECT_EQ(g->params(), before);
+
+    g->setFocus(Qt::MouseFocusReason);
+    ASSERT_TRUE(g->hasFocus());
+    // Two notches up over the high mid: 2/100 of 0.3 … 3.0 more Q, nothing else.
+    EXPECT_TRUE(wheelAt(*g, g->bandPoint(EQBand::highMid), 2));
+    MasterParams expected = before;
+    expected.b2Q = before.b2Q + 0.054;
+    EXPECT_NEAR(g->params().b2Q, expected.b2Q, 1e-9);
+    expected.b2Q = g->params().b2Q;
+    EXPECT_EQ(g->params(), expected);
+    ASSERT_EQ(edits.size(), 1);
+    // Down to the end of the range, and no further.
+    wheelAt(*g, g->bandPoint(EQBand::lowMid), -200);
+    EXPECT_NEAR(g->params().b1Q, 0.3, 1e-12);
+    // Away from the points, or over a shelf that has no Q, the wheel is left to the column.
+    const MasterParams settled = g->params();
+    EXPECT_FALSE(wheelAt(*g, QPointF(g->plotRect().left() + 2, g->plotRect().bottom() - 2), 1));
+    EXPECT_FALSE(wheelAt(*g, g->bandPoint(EQBand::lowShelf), 1));
+    EXPECT_EQ(g->params(), settled);
 }
 
 TEST(EQCurveGraphView, ReadoutNamesTheBandFrequencyAndGain) {

@@ -42,6 +42,17 @@ void installMenus(QMainWindow& window, Model& model, std::function<void()> showP
     for (auto signal : {&Model::busyChanged, &Model::selectedIDChanged, &Model::queueChanged})
         QObject::connect(&model, signal, save, updateSave);
     updateSave();
+    QAction* exportBatch = file->addAction(QStringLiteral("Exporter…"), &model, &Model::exportBatch);
+    exportBatch->setShortcut(Qt::CTRL | Qt::Key_E);
+    QAction* multiMaster = file->addAction(QStringLiteral("Multi-master…"), &model, &Model::startMultiMaster);
+    const auto updateJobs = [exportBatch, multiMaster, &model] {
+        exportBatch->setEnabled(model.canExportBatch());
+        multiMaster->setEnabled(model.canStartMultiMaster());
+    };
+    for (auto signal : {&Model::busyChanged, &Model::selectedIDChanged, &Model::queueChanged,
+                        &Model::multiMasterPresetIndicesChanged})
+        QObject::connect(&model, signal, exportBatch, updateJobs);
+    updateJobs();
 
     file->addSeparator();
     QAction* preferences = file->addAction(QStringLiteral("Réglages…"), &window, std::move(showPreferences));

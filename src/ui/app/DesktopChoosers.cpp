@@ -31,32 +31,52 @@ QString startingFolder() {
 
 }  // namespace
 
-DesktopChoosers::DesktopChoosers() : lastFolder_(startingFolder()) {}
+const char* const openFolderKey = "Velmora_lastOpenFolder";
+const char* const exportFolderKey = "Velmora_exportFolder";
 
-DesktopChoosers::DesktopChoosers(QDBusConnection bus) : bus_(std::move(bus)), lastFolder_(startingFolder()) {}
+DesktopChoosers::DesktopChoosers() : openFolder_(startingFolder()), exportFolder_(openFolder_) {}
+
+DesktopChoosers::DesktopChoosers(QDBusConnection bus)
+    : bus_(std::move(bus)), openFolder_(startingFolder()), exportFolder_(openFolder_) {}
+
+void DesktopChoosers::rememberFoldersIn(QSettings* store) {
+    store_ = store;
+    if (!store) return;
+    // A folder since removed or unmounted is forgotten: the panel would open somewhere else.
+    for (auto [folder, key] : {std::pair{&openFolder_, openFolderKey}, std::pair{&exportFolder_, exportFolderKey}}) {
+        const QString kept = store->value(QLatin1String(key)).toString();
+        if (!kept.isEmpty() && QFileInfo(kept).isDir()) *folder = kept;
+    }
+}
+
+void DesktopChoosers::keep(QString& folder, const char* key, const QString& value) {
+    if (value.isEmpty()) return;
+    folder = value;
+    if (store_) store_->setValue(QLatin1String(key), value);
+}
 
 QStringList DesktopChoosers::chooseFilesOrFolders(const QString& title, const QString& confirm) {
-    FilesOrFoldersDialog dialog(parent_, title, confirm, lastFolder_);
+    FilesOrFoldersDialog dialog(parent_, title, confirm, openFolder_);
     const bool accepted = dialog.exec() == QDialog::Accepted;
-    lastFolder_ = dialog.directory().absolutePath();
+    keep(openFolder_, openFolderKey, dialog.directory().absolutePath());
     return accepted ? dialog.chosen() : QStringList{};
 }
 
 std::optional<QString> DesktopChoosers::chooseFolder(const QString& title, const QString& confirm) {
-    QFileDialog dialog(parent_, title, lastFolder_);
+    QFileDialog dialog(parent_, title, exportFolder_);
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly);
     useFrenchLabels(dialog);
     dialog.setLabelText(QFileDialog::Accept, confirm);
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return std::nullopt;
     const QString folder = dialog.selectedFiles().first();
-    lastFolder_ = folder;
+    keep(exportFolder_, exportFolderKey, folder);
     return folder;
 }
 
 std::optional<QString> DesktopChoosers::chooseSaveFile(const QString& title, const QString& confirm,
                                                        const QString& proposedName) {
-    QFileDialog dialog(parent_, title, lastFolder_);
+    QFileDialog dialog(parent_, title, exportFolder_);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
     useFrenchLabels(dialog);
@@ -64,7 +84,7 @@ std::optional<QString> DesktopChoosers::chooseSaveFile(const QString& title, con
     dialog.selectFile(proposedName);
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return std::nullopt;
     const QString file = dialog.selectedFiles().first();
-    lastFolder_ = QFileInfo(file).absolutePath();
+    keep(exportFolder_, exportFolderKey, QFileInfo(file).absolutePath());
     return file;
 }
 

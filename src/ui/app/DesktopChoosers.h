@@ -3,6 +3,7 @@
 // folder, and the file manager for showing results. [main thread]
 #include <QDBusConnection>
 #include <QPointer>
+#include <QSettings>
 #include <QString>
 #include <QWidget>
 #include <optional>
@@ -20,9 +21,14 @@ public:
 
     // The window the dialogs are modal to; they stay free-standing without one.
     void setDialogParent(QWidget* parent) { parent_ = parent; }
-    // Where the next panel opens; each panel then starts where the last one was left.
-    void setStartFolder(const QString& folder) { lastFolder_ = folder; }
-    const QString& startFolder() const { return lastFolder_; }
+    // Where the next panels open: the open panel starts where the last one was left, the folder
+    // and save panels where the last export went.
+    void setStartFolder(const QString& folder) { openFolder_ = exportFolder_ = folder; }
+    const QString& startFolder() const { return openFolder_; }
+    const QString& exportFolder() const { return exportFolder_; }
+    // Both folders are kept in `store` ("Velmora_lastOpenFolder", "Velmora_exportFolder") and
+    // read back from it now, when they still exist; the store must outlive the choosers.
+    void rememberFoldersIn(QSettings* store);
 
     QStringList chooseFilesOrFolders(const QString& title, const QString& confirm) override;
     std::optional<QString> chooseFolder(const QString& title, const QString& confirm) override;
@@ -36,7 +42,11 @@ public:
 private:
     QPointer<QWidget> parent_;
     std::optional<QDBusConnection> bus_;
-    QString lastFolder_;
+    void keep(QString& folder, const char* key, const QString& value);
+
+    QPointer<QSettings> store_;
+    QString openFolder_;
+    QString exportFolder_;
 };
 
 }  // namespace velmora

@@ -2,7 +2,9 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QLibraryInfo>
 #include <QScreen>
+#include <QTranslator>
 
 #include "ui/app/AppMenus.h"
 #include "ui/app/MainWindowFactory.h"
@@ -18,10 +20,21 @@ constexpr QSize defaultSize(1600, 1000);
 
 }  // namespace
 
+QTranslator* speakFrench(QCoreApplication& app) {
+    auto* translator = new QTranslator(&app);
+    if (!translator->load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)) ||
+        !QCoreApplication::installTranslator(translator)) {
+        delete translator;
+        return nullptr;
+    }
+    return translator;
+}
+
 VelmoraApp::VelmoraApp(const StoreOpener& openStore)
     : layoutStore_(openStore()), model_(openStore(), &choosers_), window_(createMainWindow(model_)) {
     window_->setWindowTitle(QStringLiteral("Velmora"));
     choosers_.setDialogParent(window_.get());
+    choosers_.rememberFoldersIn(layoutStore_.get());
     installMenus(*window_, model_, [this] { showPreferences(); });
     window_->installEventFilter(this);
 }

@@ -5,6 +5,8 @@
 #include <QMainWindow>
 #include <QPointer>
 #include <QSettings>
+#include <QCoreApplication>
+#include <QTranslator>
 #include <functional>
 #include <memory>
 
@@ -13,6 +15,11 @@
 #include "ui/app/PreferencesWindow.h"
 
 namespace velmora {
+
+// Velmora speaks French whatever the desktop's language: so do Qt's own texts (file dialogs,
+// standard buttons, context menus), from Qt's French translations (Debian:
+// qt6-translations-l10n). The translator installed, owned by `app`; null when they are missing.
+QTranslator* speakFrench(QCoreApplication& app);
 
 class VelmoraApp : public QObject {
     Q_OBJECT

@@ -12,10 +12,8 @@
 #include <QApplication>
 #include <QFontDatabase>
 #include <QIcon>
-#include <QLibraryInfo>
 #include <QStyleFactory>
 #include <QTimer>
-#include <QTranslator>
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -37,14 +35,6 @@ void useStudioLook(QApplication& app) {
         if (!QFontDatabase::families().contains(QString::fromLatin1(family)))
             std::fprintf(stderr, "velmora: the %s font is missing (Debian: fonts-dejavu-core); "
                                  "text will be drawn in a substitute\n", family);
-}
-
-// Velmora speaks French whatever the desktop's language: so do Qt's own buttons when its
-// translations are installed.
-void speakFrench(QApplication& app) {
-    auto* translator = new QTranslator(&app);
-    if (translator->load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
-        QApplication::installTranslator(translator);
 }
 
 void quitWhenIdle(velmora::VelmoraApp& app, bool given, int wanted) {
@@ -79,7 +69,9 @@ int main(int argc, char** argv) {
     QGuiApplication::setDesktopFileName(QStringLiteral("velmora"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/velmora/AppIcon.png")));
     useStudioLook(qtApp);
-    speakFrench(qtApp);
+    if (!velmora::speakFrench(qtApp))
+        std::fprintf(stderr, "velmora: Qt's French translations are missing (Debian: qt6-translations-l10n); "
+                             "the file dialogs will speak English\n");
 
     // The arguments' bytes, so a name that is not UTF-8 reaches the queue as it is.
     const std::vector<std::string> paths(argv + 1, argv + argc);

@@ -107,6 +107,29 @@ void LiveSwitch::paintEvent(QPaintEvent*) {
 
 // --- LabeledSlider ----------------------------------------------------------------------------
 
+namespace {
+
+// Passes the wheel on to the control's parents while the control has no focus. An event
+// filtered out but left unaccepted goes on to the parent, as one the control ignored would.
+class WheelGuard : public QObject {
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* e) override {
+        if (e->type() != QEvent::Wheel || static_cast<QWidget*>(watched)->hasFocus()) return false;
+        e->ignore();
+        return true;
+    }
+};
+
+}  // namespace
+
+void wheelOnlyWithFocus(QWidget* control) {
+    control->setFocusPolicy(Qt::StrongFocus);  // never WheelFocus: the wheel must not take it
+    control->installEventFilter(new WheelGuard(control));
+}
+
 LabeledSlider::LabeledSlider(const QString& caption, double low, double high, double step,
                              std::function<QString(double)> format, QWidget* parent)
     : QWidget(parent), low_(low), step_(step), format_(std::move(format)) {
@@ -125,6 +148,7 @@ LabeledSlider::LabeledSlider(const QString& caption, double low, double high, do
     top->addWidget(reading_);
     column->addLayout(top);
     slider_ = new QSlider(Qt::Horizontal, this);
+    wheelOnlyWithFocus(slider_);
     slider_->setRange(0, int(std::lround((high - low) / step)));
     slider_->setPageStep(std::max(1, slider_->maximum() / 10));
     slider_->setAccessibleName(caption);

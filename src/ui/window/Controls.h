@@ -122,6 +122,11 @@ private:
     QColor color_;
 };
 
+// A control under the pointer of a scrolling column turns with the wheel only once it has focus
+// (a click or Tab): before that the wheel scrolls the column, so that no setting changes while
+// the user only meant to scroll past it.
+void wheelOnlyWithFocus(QWidget* control);
+
 // A caption in small capitals (the panels' sub-headings), a note in the secondary colour that
 // wraps, and a secondary push button.
 // Sets the colour a label or line draws its text in (its palette's WindowText); nothing when it

@@ -3,6 +3,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
@@ -269,6 +270,7 @@ FileListSection::FileListSection(Model& model, QWidget* parent) : QWidget(parent
         if (const auto id = model_.selectedID()) model_.removeItem(*id);
     });
     connect(clear_, &QPushButton::clicked, this, [this] {
+        if (model_.queue().empty() || !confirmClear()) return;
         std::vector<QUuid> ids;
         for (const auto& item : model_.queue()) ids.push_back(item.id);
         for (const auto& id : ids) model_.removeItem(id);
@@ -297,6 +299,24 @@ void FileListSection::setDragOver(bool on) {
     // The drop zone lights up; with files already queued, the list's panel does.
     dropZone_->setHighlighted(on);
     panel_->setGlow(on ? std::optional<QColor>(theme::accent) : std::nullopt);
+}
+
+bool FileListSection::confirmClear() {
+    // A session can take an hour of analysis to build again: one click must not throw it away.
+    const int n = int(model_.queue().size());
+    QMessageBox box(QMessageBox::Question, QStringLiteral("Velmora"), QStringLiteral("Vider la session ?"),
+                    QMessageBox::NoButton, window());
+    box.setInformativeText(n == 1 ? QStringLiteral("Le fichier et ses mesures seront retirés de la session. "
+                                                   "Le fichier lui-même reste sur le disque.")
+                                  : QStringLiteral("Les %1 fichiers et leurs mesures seront retirés de la session. "
+                                                   "Les fichiers eux-mêmes restent sur le disque.")
+                                        .arg(n));
+    QPushButton* empty = box.addButton(QStringLiteral("Vider"), QMessageBox::DestructiveRole);
+    QPushButton* keep = box.addButton(QStringLiteral("Annuler"), QMessageBox::RejectRole);
+    box.setDefaultButton(keep);
+    box.setEscapeButton(keep);
+    box.exec();
+    return box.clickedButton() == empty;
 }
 
 void FileListSection::refreshQueue() {

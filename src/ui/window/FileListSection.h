@@ -81,6 +81,8 @@ public:
 
 private:
     void refreshQueue();
+    // Asks before the whole session goes: true when the user chose "Vider".
+    bool confirmClear();
     void refreshProgress();
     void refreshBusy();
 

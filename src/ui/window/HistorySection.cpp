@@ -54,6 +54,7 @@ HistorySection::HistorySection(Model& model, QWidget* parent) : QWidget(parent),
     momentaryLimit_->setSuffix(QStringLiteral(" LUFS"));
     momentaryLimit_->setEnabled(false);
     momentaryLimit_->setAccessibleName(QStringLiteral("Limite M"));
+    wheelOnlyWithFocus(momentaryLimit_);
     limitRow->addWidget(momentaryOn_);
     limitRow->addWidget(momentaryLimit_);
     limitRow->addStretch(1);
