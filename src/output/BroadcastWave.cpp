@@ -197,9 +197,10 @@ BextLoudness bextLoudnessOf(const LoudnessResult& m) {
 
 bool patchBextLoudness(int fd, const BextLoudness& loudness) {
     // Walk the RIFF chunks to the bext one; libsndfile puts it in the header, before the data.
+    // An RF64 file (a master past 4 GiB) keeps 32-bit sizes for every chunk but the data.
     unsigned char head[12];
-    if (pread(fd, head, sizeof head, 0) != ssize_t(sizeof head) || std::memcmp(head, "RIFF", 4) ||
-        std::memcmp(head + 8, "WAVE", 4))
+    if (pread(fd, head, sizeof head, 0) != ssize_t(sizeof head) ||
+        (std::memcmp(head, "RIFF", 4) && std::memcmp(head, "RF64", 4)) || std::memcmp(head + 8, "WAVE", 4))
         return false;
     off_t at = 12;
     for (int guard = 0; guard < 64; ++guard) {

@@ -283,8 +283,10 @@ Expected<WriteReport> writeMaster(SampleSource& source, double sampleRate, const
         if (!mapped && !(chunk && sf_set_chunk(file.get(), &chan) == SF_ERR_NO_ERROR)) declared.clear();
     }
 
-    const bool bext = format == FileFormat::wav && (info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_RF64 &&
-                      request.broadcastMetadata && setBroadcastChunks(file.get(), request, sampleRate, fileRate, count);
+    // RF64 (a WAV past 4 GiB) carries the same chunks: a film's master keeps its timecode too.
+    const bool bext =
+        format == FileFormat::wav && request.broadcastMetadata &&
+        setBroadcastChunks(file.get(), request, sampleRate, fileRate, count);
 
     std::optional<LoudnessError> failure;
     {
