@@ -216,13 +216,19 @@ void BM_WindowLongestStallDuringBatch(benchmark::State& state) {
     }
 }
 
+// One private dummy JACK server for every benchmark that listens, started at first use; false
+// when jackd would not start. libjack reads the server's name from the environment, for the
+// window's monitor and playback alike.
+bool privateJackRunning() {
+    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
+    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
+    return jack.running();
+}
+
 // Range 0: plain playback on the default output; 1: live mastering through the chain.
 void BM_WindowLiveRedraw(benchmark::State& state) {
     velmora::bench::ensureQtApplication();
-    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
-    // libjack reads the server's name here, for the window's monitor and playback alike.
-    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
-    if (!jack.running()) {
+    if (!privateJackRunning()) {
         state.SkipWithError("jackd -d dummy did not start");
         return;
     }
@@ -276,9 +282,7 @@ void BM_WindowLiveRedraw(benchmark::State& state) {
 // every second (the stream is built again from the file at each play).
 void BM_WindowListeningStalls(benchmark::State& state) {
     velmora::bench::ensureQtApplication();
-    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
-    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
-    if (!jack.running()) {
+    if (!privateJackRunning()) {
         state.SkipWithError("jackd -d dummy did not start");
         return;
     }
@@ -346,10 +350,8 @@ void BM_WindowListeningStalls(benchmark::State& state) {
 void BM_WindowFilm(benchmark::State& state) {
     velmora::bench::ensureQtApplication();
     QApplication::setPalette(velmora::theme::studioPalette());
-    static velmora::rig::PrivateJackServer jack(velmora::rig::PrivateJackServer::Options{48000});
-    setenv("JACK_DEFAULT_SERVER", jack.name().c_str(), 1);
     const auto dir = velmora::bench::scratchFolder("velmora-bench-window-film");
-    if (!jack.running() || !velmora::bench::pinkNoiseWav(dir / "film.wav", 7200.0, 6, 11)) {
+    if (!privateJackRunning() || !velmora::bench::pinkNoiseWav(dir / "film.wav", 7200.0, 6, 11)) {
         state.SkipWithError("could not start jackd or generate the film");
         return;
     }

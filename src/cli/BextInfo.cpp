@@ -4,19 +4,9 @@
 
 namespace velmora::cli {
 
-namespace {
-
-std::optional<BextLoudness> claimed(const std::string& path) {
-    const SourceMetadata metadata = readSourceMetadata(path);
-    if (!metadata.bext || !bextLoudnessText(metadata.bext->loudness)) return std::nullopt;
-    return metadata.bext->loudness;
-}
-
-}  // namespace
-
 void writeBextLoudness(JsonWriter& j, const std::string& path) {
     j.key("bextLoudness");
-    const auto l = claimed(path);
+    const auto l = claimedBextLoudness(path);
     if (!l) {
         j.null();
         return;
@@ -31,7 +21,7 @@ void writeBextLoudness(JsonWriter& j, const std::string& path) {
 }
 
 std::optional<std::string> bextLoudnessLine(const std::string& path) {
-    const auto l = claimed(path);
+    const auto l = claimedBextLoudness(path);
     return l ? bextLoudnessText(*l) : std::nullopt;
 }
 

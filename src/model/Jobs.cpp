@@ -73,6 +73,23 @@ bool measuredAndFinite(const FileItem* item) {
     return item && item->hasAudio() && item->measured && std::isfinite(item->measured->integratedLUFS);
 }
 
+// Hands a master to `finished` once its reports are written, with what kept one from being
+// written, counted in `reportFailures`. A master without reports (a failed one included) is
+// handed over after the reports started before it, so the items are said in their order.
+void finishAfterReports(ReportWriter& reports, const MasterTask& task, MasterOutcome outcome,
+                        const std::shared_ptr<std::atomic<int>>& reportFailures,
+                        const std::function<void(MasterOutcome, QString)>& finished) {
+    if (outcome.reportInputs) {
+        reports.start(task, outcome, [finished, outcome, reportFailures](QString problem) {
+            if (!problem.isEmpty()) ++*reportFailures;
+            finished(outcome, problem);
+        });
+    } else {
+        reports.finish();
+        finished(std::move(outcome), {});
+    }
+}
+
 }  // namespace
 
 MasterTask Model::taskFor(const FileItem& item) const {
@@ -262,15 +279,7 @@ void Model::exportBatch() {
                 });
             };
             // An item is done once its reports are: its line says whether they were written.
-            if (!outcome.error && outcome.reportInputs)
-                reports.start(task, outcome, [finished, outcome, reportFailures](QString problem) {
-                    if (!problem.isEmpty()) ++*reportFailures;
-                    finished(outcome, problem);
-                });
-            else {
-                reports.finish();  // the items are said in their order
-                finished(std::move(outcome), {});
-            }
+            finishAfterReports(reports, task, std::move(outcome), reportFailures, finished);
         }
         reports.finish();
         post([this, failures, reportFailures, total = int(work.size()), albumPlan] {
@@ -371,15 +380,7 @@ void Model::startMultiMaster() {
                     if (outcome.targetMissedLUFS || !reportProblem.isEmpty()) setGlobalStatus(line);
                 });
             };
-            if (outcome.reportInputs)
-                reports.start(task, outcome, [finished, outcome, reportFailures](QString problem) {
-                    if (!problem.isEmpty()) ++*reportFailures;
-                    finished(outcome, problem);
-                });
-            else {
-                reports.finish();  // the items are said in their order
-                finished(std::move(outcome), {});
-            }
+            finishAfterReports(reports, task, std::move(outcome), reportFailures, finished);
         }
         reports.finish();
         post([this, generated, failures, reportFailures, planned = int(norms.size())] {

@@ -30,10 +30,8 @@ namespace {
 // " · bext : -23.0 LUFS · LRA …": what a WAV file's own bext says of its loudness, shown beside
 // the measurement so a mismatch is seen; empty for a file that says nothing.
 std::string claimedLoudness(const std::string& path) {
-    const SourceMetadata metadata = readSourceMetadata(path);
-    if (!metadata.bext) return {};
-    const auto text = bextLoudnessText(metadata.bext->loudness);
-    return text ? " · " + *text : std::string();
+    const auto claimed = claimedBextLoudness(path);
+    return claimed ? " · " + *bextLoudnessText(*claimed) : std::string();
 }
 
 }  // namespace

@@ -231,4 +231,10 @@ std::optional<std::string> bextLoudnessText(const BextLoudness& l) {
            value(l.maxTruePeakDB) + " dBTP · M " + value(l.maxMomentaryLUFS) + " · S " + value(l.maxShortTermLUFS);
 }
 
+std::optional<BextLoudness> claimedBextLoudness(const std::string& path) {
+    const SourceMetadata metadata = readSourceMetadata(path);
+    if (!metadata.bext || !bextLoudnessText(metadata.bext->loudness)) return std::nullopt;
+    return metadata.bext->loudness;
+}
+
 }  // namespace velmora

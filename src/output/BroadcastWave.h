@@ -71,5 +71,8 @@ std::string codingHistoryLine(double fileRate, int bits, bool floatSamples, std:
 // "bext : -23.0 LUFS · LRA 5.2 LU · TP -1.0 dBTP · M -15.1 · S -18.2", or nothing when the
 // file's bext has no loudness.
 std::optional<std::string> bextLoudnessText(const BextLoudness& loudness);
+// What a WAV file's own bext chunk claims of its loudness; nothing when it has no chunk or the
+// chunk gives no loudness field.
+std::optional<BextLoudness> claimedBextLoudness(const std::string& path);
 
 }  // namespace velmora
