@@ -1,19 +1,70 @@
 #include "rig/JackRig.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace velmora::rig {
 
 namespace {
 void quiet(const char*) {}
+
+// An exclusive lock on /tmp/<name>, held until the descriptor closes or the process dies; -1
+// when another holder has it and `wait` is false.
+int lockFile(const std::string& name, bool wait) {
+    const int fd = ::open(("/tmp/" + name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) return -1;
+    if (flock(fd, wait ? LOCK_EX : LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+bool anyJackdAlive() {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const auto name = entry.path().filename().string();
+        if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) continue;
+        std::ifstream comm(entry.path() / "comm");
+        std::string command;
+        if (std::getline(comm, command) && command == "jackd") return true;
+    }
+    return false;
+}
+
+// libjack keeps a machine-wide registry of eight servers, and a server that dies without
+// shutting down (killed with its test, or by a timeout) keeps its entry until one of the same
+// name starts again. Names come from a small pool so our own entries are reclaimed; entries
+// left by anything else are cleared once no server runs at all, which is what a reboot does.
+// Only before this process first talks to JACK: libjack maps the registry once per process.
+void clearStaleRegistry() {
+    static bool talkedToJack = false;
+    if (talkedToJack) return;
+    talkedToJack = true;
+    if (!anyJackdAlive()) shm_unlink("/jack-shm-registry");
+}
+
+// What a killed server of this name left in /dev/shm: its semaphores and socket.
+void removeLeftovers(const std::string& server) {
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", ec)) {
+        const auto name = entry.path().filename().string();
+        const bool semaphore = name.rfind("jack_sem.", 0) == 0 && name.find("_" + server + "_") != std::string::npos;
+        const bool socket = name.rfind("jack_" + server + "_", 0) == 0;
+        if (semaphore || socket) std::filesystem::remove(entry.path(), ec);
+    }
+}
 }  // namespace
 
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
@@ -26,8 +77,20 @@ bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds time
 }
 
 PrivateJackServer::PrivateJackServer(Options options) {
-    static std::atomic<int> count{0};
-    name_ = "velmora-rig-" + std::to_string(getpid()) + "-" + std::to_string(count++);
+    // One server starts at a time on the machine, so the registry is read and cleared safely.
+    const int startLock = lockFile("velmora-jack-rig.lock", true);
+    for (int slot = 0; slot < 6 && slotLock_ < 0; ++slot) {
+        slotLock_ = lockFile("velmora-jack-rig-" + std::to_string(slot) + ".lock", false);
+        name_ = "velmora-rig-" + std::to_string(slot);
+    }
+    start(options);
+    if (startLock >= 0) ::close(startLock);
+}
+
+void PrivateJackServer::start(Options options) {
+    if (slotLock_ < 0) return;  // six servers already run here: a seventh may not find room
+    clearStaleRegistry();
+    removeLeftovers(name_);
     const std::string rate = std::to_string(options.sampleRate), period = std::to_string(options.periodFrames);
     std::vector<std::string> args = {"jackd"};
     if (options.synchronous) args.push_back("-S");
@@ -69,13 +132,15 @@ PrivateJackServer::PrivateJackServer(Options options) {
 }
 
 PrivateJackServer::~PrivateJackServer() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGTERM);
-    int status = 0;
-    if (!waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, std::chrono::seconds(5))) {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, &status, 0);
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+        int status = 0;
+        if (!waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, std::chrono::seconds(5))) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, &status, 0);
+        }
     }
+    if (slotLock_ >= 0) ::close(slotLock_);
 }
 
 ProbeClient::ProbeClient(const std::string& server, const std::string& name, int ports, std::size_t capacityFrames) {

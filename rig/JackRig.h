@@ -44,8 +44,11 @@ public:
     const std::string& command() const { return command_; }
 
 private:
+    void start(Options options);
+
     std::string name_;
     std::string command_;
+    int slotLock_ = -1;
     pid_t pid_ = -1;
     bool running_ = false;
 };
