@@ -8,17 +8,43 @@ namespace velmora {
 DialogueAnalyzer::DialogueAnalyzer(LoudnessAnalyzer& loudness, WeightsFor weightsFor)
     : loudness_(loudness), weightsFor_(std::move(weightsFor)) {}
 
-DialogueAnalyzer::~DialogueAnalyzer() { quiesce(); }
+DialogueAnalyzer::~DialogueAnalyzer() {
+    quiesce();
+    if (!worker_.joinable()) return;
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_one();
+    worker_.join();
+}
 
 void DialogueAnalyzer::quiesce() {
     loudness_.quiesce();
-    if (pool_) pool_->wait();
+    std::unique_lock lock(mutex_);
+    idle_.wait(lock, [this] { return pending_.empty() && !busy_; });
+}
+
+void DialogueAnalyzer::work() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        wake_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+        if (pending_.empty()) return;  // stopping, with nothing left
+        const auto [begin, end] = pending_.front();
+        pending_.pop_front();
+        busy_ = true;
+        lock.unlock();
+        listen(*audio_, begin, end);
+        lock.lock();
+        busy_ = false;
+        if (pending_.empty()) idle_.notify_all();
+    }
 }
 
 void DialogueAnalyzer::started(const PlanarAudio& audio, std::size_t expectedFrames) {
     quiesce();
     loudness_.started(audio, expectedFrames);
-    if (!pool_) pool_ = std::make_unique<WorkerPool>(1);
+    if (!worker_.joinable()) worker_ = std::thread([this] { work(); });
     foldWeights_ = weightsFor_ ? weightsFor_(audio) : std::vector<double>(audio.channelCount(), 1.0);
     mono_.assign(SpeechStream::sliceSamples, 0.0f);
     speech_.prepare(audio.sampleRate, expectedFrames);
@@ -27,11 +53,18 @@ void DialogueAnalyzer::started(const PlanarAudio& audio, std::size_t expectedFra
 
 void DialogueAnalyzer::framesDecoded(const PlanarAudio& audio, std::size_t begin, std::size_t end) {
     loudness_.framesDecoded(audio, begin, end);
-    pool_->wait();
-    pool_->start(1, [this, &audio, begin, end](std::size_t) { listen(audio, begin, end); });
+    // The decoder writes the window's later frames meanwhile, never these: it turns the window
+    // over, or grows it, only after quiesce().
+    {
+        std::lock_guard lock(mutex_);
+        audio_ = &audio;
+        pending_.emplace_back(begin, end);
+    }
+    wake_.notify_one();
 }
 
-void DialogueAnalyzer::listen(const PlanarAudio& audio, std::size_t begin, std::size_t end) {    // The fold-down of monoForDetection, slice by slice.
+void DialogueAnalyzer::listen(const PlanarAudio& audio, std::size_t begin, std::size_t end) {
+    // The fold-down of monoForDetection, slice by slice.
     const std::size_t usable = std::min(audio.channelCount(), foldWeights_.size());
     std::size_t k = 0;
     for (std::size_t i = 0; i < usable; ++i) k += foldWeights_[i] > 0.01 ? 1 : 0;

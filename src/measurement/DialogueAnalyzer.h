@@ -7,8 +7,13 @@
 //   DialogueAnalyzer dialogue(loudness, [&](const PlanarAudio& a) { return weightsOf(a); });
 //   readAudioFile(path, &dialogue);
 //   auto result = dialogue.result(weights);
+#include <condition_variable>
+#include <deque>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "measurement/SpeechDetector.h"
@@ -36,14 +41,22 @@ public:
 private:
     // Folds frames [begin, end) and listens to them, on the detector's own thread.
     void listen(const PlanarAudio& audio, std::size_t begin, std::size_t end);
+    void work();
 
     LoudnessAnalyzer& loudness_;
     WeightsFor weightsFor_;
     std::vector<double> foldWeights_;
     std::vector<float> mono_;
     SpeechStream speech_;
-    // The detector works beside the decoder and the meters, not after them.
-    std::unique_ptr<WorkerPool> pool_;
+    // The detector works beside the decoder and the meters, not after them, and may fall a few
+    // slices behind: the decoder only waits for it when its window turns over (quiesce), so the
+    // detector takes whatever core the meters leave idle instead of holding up every slice.
+    std::thread worker_;
+    std::mutex mutex_;
+    std::condition_variable wake_, idle_;
+    const PlanarAudio* audio_ = nullptr;
+    std::deque<std::pair<std::size_t, std::size_t>> pending_;
+    bool busy_ = false, stopping_ = false;
     bool finished_ = false;
 };
 

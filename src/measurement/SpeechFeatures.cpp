@@ -16,6 +16,10 @@ constexpr float tinyPower = 1e-10f;  // -100 dB: digital silence still has a log
 // Pitch between 80 and 500 Hz: lags of 32 to 200 samples at 16 kHz.
 constexpr std::size_t shortestLag = 32, longestLag = 200;
 constexpr float voicedAbove = 0.45f;
+// Bins of the 512-point transform at 16 kHz (31.25 Hz apart): the speech band, 300 to 3400 Hz,
+// and where a voice's harmonics lie, 60 to 4000 Hz.
+constexpr std::size_t speechFirstBin = 10, speechLastBin = 108, voiceFirstBin = 2, voiceLastBin = 128;
+static_assert(SpeechFeatures::fftSize == 512 && SpeechFeatures::sampleRate == 16000.0, "bins above are for 31.25 Hz");
 
 double hzToMel(double hz) { return 2595.0 * std::log10(1.0 + hz / 700.0); }
 double melToHz(double mel) { return 700.0 * (std::pow(10.0, mel / 2595.0) - 1.0); }
@@ -24,17 +28,14 @@ float toDB(double power) { return float(10.0 * std::log10(std::max(power, double
 
 SpeechFeatures::SpeechFeatures() {
     const float scale = 1.0f;
-    if (av_tx_init(&forward_, &forwardFn_, AV_TX_FLOAT_RDFT, 0, int(fftSize), &scale, AV_TX_UNALIGNED) < 0)
+    if (av_tx_init(&forward_, &forwardFn_, AV_TX_FLOAT_RDFT, 0, int(fftSize), &scale, 0) < 0)
         forward_ = nullptr;
-    if (av_tx_init(&inverse_, &inverseFn_, AV_TX_FLOAT_RDFT, 1, int(fftSize), &scale, AV_TX_UNALIGNED) < 0)
+    if (av_tx_init(&inverse_, &inverseFn_, AV_TX_FLOAT_RDFT, 1, int(fftSize), &scale, 0) < 0)
         inverse_ = nullptr;
     hann_.resize(fftSize);
     for (std::size_t n = 0; n < fftSize; ++n)
         hann_[n] = float(0.5 - 0.5 * std::cos(2.0 * pi * double(n) / double(fftSize)));
-    frame_.assign(fftSize + 2, 0.0f);
-    spectrum_.assign(fftSize + 2, 0.0f);
     power_.assign(fftSize / 2 + 1, 0.0f);
-    autocorrelation_.assign(fftSize + 2, 0.0f);
 
     // Triangular bands evenly spaced in mel from 100 Hz to 7 kHz.
     const double binHz = sampleRate / double(fftSize);
@@ -93,16 +94,17 @@ void SpeechFeatures::completeFrame() {
     forwardFn_(forward_, spectrum_.data(), frame_.data(), sizeof(float));
 
     const double binHz = sampleRate / double(fftSize);
-    double speech = 0.0, total = 0.0, weightedHz = 0.0;
     for (std::size_t k = 0; k <= fftSize / 2; ++k) {
         const float re = spectrum_[2 * k], im = spectrum_[2 * k + 1];
-        const float p = re * re + im * im;
-        power_[k] = p;
-        const double hz = double(k) * binHz;
-        total += p;
-        weightedHz += p * hz;
-        if (hz >= 300.0 && hz <= 3400.0) speech += p;
+        power_[k] = re * re + im * im;
     }
+    double speech = 0.0, total = 0.0, weightedBins = 0.0;
+    for (std::size_t k = 0; k <= fftSize / 2; ++k) {
+        total += power_[k];
+        weightedBins += double(power_[k]) * double(k);
+    }
+    for (std::size_t k = speechFirstBin; k <= speechLastBin; ++k) speech += power_[k];
+    const double weightedHz = weightedBins * binHz;
     // Hann-windowed power, brought back to the mean square of the frame.
     const double toMeanSquare = 2.0 / (double(fftSize) * double(fftSize) * 0.375);
     f.speechPower = std::max(speech * toMeanSquare, double(tinyPower));
@@ -130,11 +132,8 @@ void SpeechFeatures::completeFrame() {
 
     // Voicing: the normalised autocorrelation peak over the pitch lags, from the power below
     // 4 kHz (where the harmonics of a voice lie) with the rumble under 60 Hz taken out.
-    for (std::size_t k = 0; k <= fftSize / 2; ++k) {
-        const double hz = double(k) * binHz;
-        spectrum_[2 * k] = (hz >= 60.0 && hz <= 4000.0) ? power_[k] : 0.0f;
-        spectrum_[2 * k + 1] = 0.0f;
-    }
+    std::fill(spectrum_.begin(), spectrum_.end(), 0.0f);
+    for (std::size_t k = voiceFirstBin; k <= voiceLastBin; ++k) spectrum_[2 * k] = power_[k];
     inverseFn_(inverse_, autocorrelation_.data(), spectrum_.data(), sizeof(AVComplexFloat));
     const float r0 = autocorrelation_[0];
     float best = 0.0f;
@@ -197,14 +196,19 @@ bool SpeechFeatures::summarise(std::size_t t) {
     const double average = speechMean / n;
     double syllabic = 0.0, all = 1e-9;
     constexpr std::size_t span = 2 * contextHalf + 1;
+    std::array<double, span> envelope{};  // frame t − contextHalf + j; 0 outside the programme
+    for (std::size_t j = 0; j < span; ++j) {
+        const std::size_t k = t + j;  // offset by contextHalf so it stays unsigned
+        if (k >= contextHalf + first && k <= contextHalf + last)
+            envelope[j] = ring_[(k - contextHalf) % ringSize].speechDB - average;
+    }
     for (std::size_t bin = 1; bin <= modulationBins; ++bin) {
+        const float* cosine = modulationCos_.data() + (bin - 1) * span;
+        const float* sine = modulationSin_.data() + (bin - 1) * span;
         double re = 0.0, im = 0.0;
         for (std::size_t j = 0; j < span; ++j) {
-            const std::size_t k = t + j;  // frame t − contextHalf + j, offset so it stays unsigned
-            const bool present = k >= contextHalf + first && k <= contextHalf + last;
-            const double v = present ? ring_[(k - contextHalf) % ringSize].speechDB - average : 0.0;
-            re += v * modulationCos_[(bin - 1) * span + j];
-            im -= v * modulationSin_[(bin - 1) * span + j];
+            re += envelope[j] * cosine[j];
+            im -= envelope[j] * sine[j];
         }
         const double e = re * re + im * im;
         all += e;
