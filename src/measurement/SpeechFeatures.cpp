@@ -57,8 +57,8 @@ SpeechFeatures::SpeechFeatures() {
     for (std::size_t bin = 1; bin <= modulationBins; ++bin)
         for (std::size_t j = 0; j < span; ++j) {
             const double phase = 2.0 * pi * double(bin * j) / double(span);
-            modulationCos_[(bin - 1) * span + j] = float(std::cos(phase));
-            modulationSin_[(bin - 1) * span + j] = float(std::sin(phase));
+            modulationCos_[j * modulationBins + bin - 1] = float(std::cos(phase));
+            modulationSin_[j * modulationBins + bin - 1] = float(std::sin(phase));
         }
     dct_.resize(cepstra * melBands);
     for (std::size_t n = 0; n < cepstra; ++n)
@@ -202,15 +202,18 @@ bool SpeechFeatures::summarise(std::size_t t) {
         if (k >= contextHalf + first && k <= contextHalf + last)
             envelope[j] = ring_[(k - contextHalf) % ringSize].speechDB - average;
     }
-    for (std::size_t bin = 1; bin <= modulationBins; ++bin) {
-        const float* cosine = modulationCos_.data() + (bin - 1) * span;
-        const float* sine = modulationSin_.data() + (bin - 1) * span;
-        double re = 0.0, im = 0.0;
-        for (std::size_t j = 0; j < span; ++j) {
-            re += envelope[j] * cosine[j];
-            im -= envelope[j] * sine[j];
+    // Every bin at once, frame by frame: the bins are the vector lanes.
+    std::array<double, modulationBins> re{}, im{};
+    for (std::size_t j = 0; j < span; ++j) {
+        const float* cosine = modulationCos_.data() + j * modulationBins;
+        const float* sine = modulationSin_.data() + j * modulationBins;
+        for (std::size_t b = 0; b < modulationBins; ++b) {
+            re[b] += envelope[j] * cosine[b];
+            im[b] -= envelope[j] * sine[b];
         }
-        const double e = re * re + im * im;
+    }
+    for (std::size_t bin = 1; bin <= modulationBins; ++bin) {
+        const double e = re[bin - 1] * re[bin - 1] + im[bin - 1] * im[bin - 1];
         all += e;
         if (bin >= 3 && bin <= 8) syllabic += e;
     }

@@ -99,6 +99,7 @@ private:
     std::vector<float> melWeights_;  // per band, bins melStart_ … melEnd_ − 1
     std::vector<float> dct_;         // cepstra × melBands
     static constexpr std::size_t modulationBins = 16;
+    // Per context frame j, the 16 bins' cos and sin (row j).
     std::array<float, modulationBins * (2 * contextHalf + 1)> modulationCos_{}, modulationSin_{};
     std::array<float, count> out_{};
 };
