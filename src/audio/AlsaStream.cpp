@@ -19,6 +19,7 @@
 
 #include "audio/Denormals.h"
 #include "audio/SourceSlot.h"
+#include "audio/SystemErrorText.h"
 
 namespace velmora {
 
@@ -28,6 +29,11 @@ constexpr unsigned preferredRate = 48000;           // Hz
 constexpr snd_pcm_uframes_t preferredPeriod = 512;  // frames: about 11 ms at 48 kHz
 constexpr unsigned preferredPeriods = 3;            // per buffer: room for one late block
 constexpr int realTimePriority = 60;                // SCHED_FIFO, for the render thread
+
+// ALSA's own codes lie past the errno range; its words for both are English.
+std::string alsaErrorText(int code) {
+    return code < 0 && -code < 500 ? systemErrorText(-code) : "erreur du pilote ALSA n° " + std::to_string(-code);
+}
 
 // The sample formats written, best first, and how one float becomes each.
 constexpr snd_pcm_format_t writableFormats[] = {SND_PCM_FORMAT_FLOAT_LE, SND_PCM_FORMAT_S32_LE,
@@ -122,16 +128,16 @@ public:
     bool healthy() const override { return !failed_.load(); }
 
     std::optional<std::string> start(RenderSource* source) override {
-        if (failed_.load()) return std::string(snd_strerror(error_.load()));
+        if (failed_.load()) return alsaErrorText(error_.load());
         slot_.exchange(source);
         if (thread_.joinable()) return std::nullopt;
-        if (int rc = snd_pcm_prepare(pcm_); rc < 0) return std::string(snd_strerror(rc));
+        if (int rc = snd_pcm_prepare(pcm_); rc < 0) return alsaErrorText(rc);
         running_.store(true);
         try {
             thread_ = std::thread([this] { run(); });
         } catch (const std::system_error& e) {
             running_.store(false);
-            return std::string(e.what());
+            return systemErrorText(e.code().value());
         }
         // Real-time priority where the user may have it (the audio group's rtprio); without it the
         // thread still runs, with more risk of underruns under load.

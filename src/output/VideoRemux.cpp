@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 
+#include "audio/SystemErrorText.h"
 #include "output/PendingFile.h"
 
 extern "C" {
@@ -43,10 +44,19 @@ void silenceLibraryLogging() {
     std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
 }
 
+// The decoding library's words for its errors are English: the user reads ours.
 RemuxFailure ffmpegFailure(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    return {text, std::nullopt};
+    std::string cause;
+    if (code == AVERROR_INVALIDDATA || code == AVERROR_EOF)
+        cause = "fichier vidéo illisible ou endommagé";
+    else if (code == AVERROR_MUXER_NOT_FOUND || code == AVERROR_DEMUXER_NOT_FOUND || code == AVERROR_PATCHWELCOME ||
+             code == AVERROR_STREAM_NOT_FOUND)
+        cause = "format vidéo non pris en charge";
+    else if (code < 0 && -code < 4096)
+        cause = systemErrorText(AVUNERROR(code));
+    else
+        cause = "erreur de multiplexage n° " + std::to_string(code);
+    return {"Vidéo impossible à réassembler : " + cause + ".", std::nullopt};
 }
 
 RemuxFailure velmoraFailure(LoudnessError error) { return {error.message(), error}; }

@@ -113,13 +113,13 @@ TEST_F(VideoRemux, FailuresLeaveTheEarlierMovieAndNothingElse) {
     const fs::path movie = out / "small" / "m.mov";
     std::ofstream(movie) << "old movie";
     const struct {
-        const char *source, *master, *message;  // no message: the system's own words for a full disk
+        const char *source, *master, *message;  // no message: a full disk, told in French
     } cases[] = {
         {"short16.wav", "short16.wav", noPictureText},
         {"rotated.mov", "mute.mp4", cannotWriteText},     // no sound
         {"rotated.mov", "compressed.m4a", cannotWriteText},
-        {"missing.mov", "short16.wav", "No such file or directory"},
-        {"cut.mp4", "short16.wav", "Invalid data found when processing input"},
+        {"missing.mov", "short16.wav", "Vidéo impossible à réassembler : fichier ou périphérique introuvable."},
+        {"cut.mp4", "short16.wav", "Vidéo impossible à réassembler : fichier vidéo illisible ou endommagé."},
         {"rotated.mov", "long24.wav", nullptr},
     };
     for (const auto& c : cases) {
@@ -128,7 +128,7 @@ TEST_F(VideoRemux, FailuresLeaveTheEarlierMovieAndNothingElse) {
         const auto failure = remuxVideoMaster(in(c.source), in(c.master), movie);
         ASSERT_TRUE(failure);
         if (c.message) EXPECT_EQ(failure->message, c.message);
-        else EXPECT_FALSE(failure->message.empty());
+        else EXPECT_EQ(failure->message, "Vidéo impossible à réassembler : disque plein.");
         EXPECT_EQ(failure->error.has_value(),
                   c.message && (std::string_view(c.message) == cannotWriteText || std::string_view(c.message) == noPictureText));
         EXPECT_EQ(contents(movie), "old movie");
