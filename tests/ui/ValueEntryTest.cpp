@@ -21,67 +21,38 @@ std::unique_ptr<SSLKnob> knob(double low, double high, const char* format, const
     return k;
 }
 
-TEST(KnobValues, ShownAtThePrecisionOfTheStepTheyMoveBy) {
+TEST(KnobValues, ShownAndReadAtThePrecisionOfTheStepTheyMoveBy) {
     auto gain = knob(-12, 12, "%+.0f", "dB");
     EXPECT_DOUBLE_EQ(gain->step(), 0.2);
-    gain->setValue(1.4);
-    EXPECT_EQ(gain->valueText(), "+1.4 dB");
-    gain->setValue(-3);
-    EXPECT_EQ(gain->valueText(), minus + "3.0 dB");
-    gain->setValue(-0.04);  // rounds to zero: no "-0.0"
-    EXPECT_EQ(gain->valueText(), "+0.0 dB");
-
+    for (auto [value, text] : {std::pair{1.4, QString("+1.4 dB")}, {-3.0, minus + "3.0 dB"}, {-0.04, "+0.0 dB"}}) {
+        gain->setValue(value);
+        EXPECT_EQ(gain->valueText(), text);
+    }
     // A drag lands on the grid: 7 points of 150 over 24 dB is 1.12 dB, shown and sent as 1.2.
     gain->setValue(0);
     QSignalSpy edits(gain.get(), &SSLKnob::valueEdited);
     drag(*gain, gain->knobCentre(), gain->knobCentre() - QPointF(0, 7));
-    EXPECT_DOUBLE_EQ(gain->value(), 1.2);
     EXPECT_DOUBLE_EQ(edits.last().at(0).toDouble(), 1.2);
     EXPECT_EQ(gain->valueText(), "+1.2 dB");
 
-    auto q = knob(0.3, 3, "%.2f", "");
-    q->setValue(0.72);
-    EXPECT_EQ(q->valueText(), "0.72");
-
-    // Frequencies from 1 kHz on in kHz, at the step's precision there too.
+    // Frequencies from 1 kHz on in kHz, at the step's precision there too; a Q in hundredths.
     auto mid = knob(200, 8000, "%.0f", "Hz");
-    EXPECT_DOUBLE_EQ(mid->step(), 50);
     mid->setValue(850);
     EXPECT_EQ(mid->valueText(), "850 Hz");
     mid->setValue(2350);
     EXPECT_EQ(mid->valueText(), "2.35 kHz");
+    auto q = knob(0.3, 3, "%.2f", "");
+    q->setValue(0.72);
+    EXPECT_EQ(q->valueText(), "0.72");
 
-    auto ratio = knob(1, 10, "%.1f", ":1");
-    ratio->setStep(0.1);
-    ratio->setValue(4);
-    EXPECT_EQ(ratio->valueText(), "4.0:1");
-    auto attack = knob(0.1, 100, "%.0f", "ms");
-    attack->setStep(0.1);
-    attack->setValue(0.1);
-    EXPECT_EQ(attack->valueText(), "0.1 ms");
-}
-
-TEST(KnobValues, RangesAndTypedTextReadAsAPersonWritesThem) {
-    EXPECT_EQ((StepScale{-12, 12, 0.2, "dB", true}.rangeText()), minus + "12 à +12 dB");
-    EXPECT_EQ((StepScale{-40, 0, 0.2, "dB", false}.rangeText()), minus + "40 à 0 dB");
     EXPECT_EQ((StepScale{1000, 12000, 100, "Hz", false}.rangeText()), "1 à 12 kHz");
     EXPECT_EQ((StepScale{100, 2000, 10, "Hz", false}.rangeText()), "100 Hz à 2 kHz");
     EXPECT_EQ((StepScale{1, 10, 0.1, ":1", false}.rangeText()), "1:1 à 10:1");
-
     const StepScale dB{-12, 12, 0.2, "dB", true};
-    EXPECT_EQ(dB.parse("3,4"), 3.4);
-    EXPECT_EQ(dB.parse(" 3.4 "), 3.4);
     EXPECT_EQ(dB.parse(minus + "2,5 dB"), -2.5);
     EXPECT_EQ(dB.parse("+.5dB"), 0.5);
-    EXPECT_EQ(dB.parse("abc"), std::nullopt);
-    EXPECT_EQ(dB.parse("3 ms"), std::nullopt);
-    EXPECT_EQ(dB.parse("3,4,5"), std::nullopt);
-    EXPECT_EQ(dB.parse(""), std::nullopt);
-    const StepScale hz{1000, 12000, 100, "Hz", false};
-    EXPECT_EQ(hz.parse("2,5 k"), 2500);
-    EXPECT_EQ(hz.parse("2.5kHz"), 2500);
-    EXPECT_EQ(hz.parse("2500 Hz"), 2500);
-    EXPECT_EQ((StepScale{1, 10, 0.1, ":1", false}.parse("4:1")), 4);
+    for (const char* bad : {"abc", "3 ms", "3,4,5", ""}) EXPECT_EQ(dB.parse(bad), std::nullopt) << bad;
+    EXPECT_EQ((StepScale{1000, 12000, 100, "Hz", false}.parse("2,5 kHz")), 2500);
 }
 
 // A knob on its own window, active, with focus: as after a click.
@@ -158,10 +129,6 @@ TEST(KnobValues, TheTooltipGivesNameValueRangeAndKeys) {
     threshold->setValue(-18);
     EXPECT_EQ(threshold->toolTip(), "SEUIL — " + minus + "18.0 dB (" + minus +
                                         "40 à 0 dB)\nEntrée ou clic droit : saisir · molette après un clic : régler");
-    // A name given later (the chain names its knobs after making them) is in the next tooltip.
-    threshold->setAccessibleName("SEUIL DU COMPRESSEUR");
-    threshold->setValue(-17.6);
-    EXPECT_TRUE(threshold->toolTip().startsWith("SEUIL DU COMPRESSEUR — " + minus + "17.6 dB"));
 }
 
 // Lit ticks in the knob's red; their brightness, 0 … 255.

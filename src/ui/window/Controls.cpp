@@ -154,6 +154,7 @@ LabeledSlider::LabeledSlider(const QString& caption, double low, double high, do
     slider_->setPageStep(std::max(1, slider_->maximum() / 10));
     slider_->setAccessibleName(caption);
     slider_->installEventFilter(this);
+    setFocusProxy(slider_);  // where a closed value field gives the focus back
     column->addWidget(slider_);
     connect(slider_, &QSlider::valueChanged, this, [this](int position) {
         const double v = low_ + step_ * position;
@@ -189,7 +190,6 @@ void LabeledSlider::openEntry() {
     connect(entry_, &ValueEntry::accepted, this, [this](double v) {
         // Through the slider, as a drag: it reports once, and only a change.
         slider_->setValue(int(std::lround((v - low_) / step_)));
-        slider_->setFocus(Qt::OtherFocusReason);
     });
 }
 
