@@ -94,6 +94,7 @@ TEST(KnobValues, EnterOrARightClickOpensAFieldThatTakesATypedValueOnce) {
     EXPECT_EQ(field->text(), "3.4");
     QTest::keyClicks(field, "30");
     QTest::keyClick(field, Qt::Key_Enter);
+    keepForReview(snapshot(*gain, 2, 4), "knob-field-refused");
     EXPECT_EQ(field->problem(), "Valeur hors plage : " + minus + "12 à +12 dB");
     EXPECT_EQ(field->toolTip(), field->problem());
     EXPECT_EQ(gain->entryField(), field) << "a refused value leaves the field open";
