@@ -43,7 +43,14 @@ void CompCurveGraphView::setMakeup(double dB) {
     update();
 }
 
-QString CompCurveGraphView::readout() const { return fixedText(threshold_, 0) + QStringLiteral(" dB · ") + fixedText(ratio_, 1) + QStringLiteral(":1"); }
+void CompCurveGraphView::setBypassed(bool bypassed) {
+    if (bypassed == bypassed_) return;
+    bypassed_ = bypassed;
+    static_.invalidate();
+    update();
+}
+
+QString CompCurveGraphView::readout() const { return fixedText(threshold_, 1) + QStringLiteral(" dB · ") + fixedText(ratio_, 1) + QStringLiteral(":1"); }
 
 double CompCurveGraphView::outputFor(double input) const {
     if (input <= threshold_ || ratio_ <= 0) return input + makeup_;
@@ -141,7 +148,7 @@ void CompCurveGraphView::leaveEvent(QEvent*) {
 
 void CompCurveGraphView::paintStatic(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
-    title_.paint(p, width());
+    title_.paint(p, width(), bypassed_);
 
     const QRectF plot = plotRect();
     theme::paintPanel(p, plot, theme::controlRadius + 2, theme::well);
@@ -178,22 +185,31 @@ void CompCurveGraphView::paintEvent(QPaintEvent*) {
     p.save();
     p.setClipRect(plot.adjusted(1, 1, -1, -1));
     const QPointF knee = pointFor(threshold_, outputFor(threshold_));
-    p.setPen(QPen(theme::withAlpha(theme::accent, 0.35), 1, Qt::DashLine));
-    p.drawLine(QPointF(knee.x(), plot.top()), QPointF(knee.x(), plot.bottom()));
     const QPointF curve[] = {pointFor(-spanDB, outputFor(-spanDB)), knee, pointFor(0, outputFor(0))};
-    p.setPen(QPen(theme::accent, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    p.drawPolyline(curve, 3);
+    if (bypassed_) {
+        p.setPen(QPen(theme::withAlpha(theme::textSecondary, 0.3), 1, Qt::DashLine));
+        p.drawPolyline(curve, 3);
+        p.setPen(QPen(theme::textSecondary, 2, Qt::SolidLine, Qt::RoundCap));
+        p.drawLine(pointFor(-spanDB, -spanDB), pointFor(0, 0));
+    } else {
+        p.setPen(QPen(theme::withAlpha(theme::accent, 0.35), 1, Qt::DashLine));
+        p.drawLine(QPointF(knee.x(), plot.top()), QPointF(knee.x(), plot.bottom()));
+        p.setPen(QPen(theme::accent, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        p.drawPolyline(curve, 3);
+    }
     p.restore();
 
     for (Handle h : {Handle::knee, Handle::top}) {
         const bool grabbed = dragged_ == h || (!dragged_ && hovered_ == h);
+        const QColor fill = h == Handle::knee ? theme::accent : theme::textPrimary;
         p.setPen(QPen(grabbed ? theme::textPrimary : theme::chrome, grabbed ? 2 : 1.5));
-        p.setBrush(h == Handle::knee ? theme::accent : theme::textPrimary);
+        p.setBrush(bypassed_ ? theme::withAlpha(fill, 0.35) : fill);
         p.drawEllipse(handlePoint(h), 5.5, 5.5);
     }
+    if (bypassed_) paintBypassMark(p, plot, true);
 
     p.setFont(theme::monoFont(theme::readoutPx));
-    p.setPen(theme::textPrimary);
+    p.setPen(bypassed_ ? theme::textDisabled : theme::textPrimary);
     p.drawText(QRectF(plot.left() + 8, plot.top() + 5, plot.width() - 16, 16), Qt::AlignLeft | Qt::AlignVCenter,
                readout());
 }

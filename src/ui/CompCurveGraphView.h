@@ -5,6 +5,9 @@
 // (-40 … 0 dB); dragging the top of the curve (its point at 0 dB input) up and down sets the
 // ratio (1 … 10), and the top dragged to or below the knee gives 10. The view keeps what it
 // shows; edits go out through thresholdEdited() and ratioEdited().
+//
+// Bypassed, the graph draws what the sound gets, the unity line, in grey, the settings' curve
+// only as a faint dashed ghost, and marks the plot "HORS CIRCUIT"; the handles still drag.
 #include <QWidget>
 #include <optional>
 
@@ -23,10 +26,12 @@ public:
     void setThreshold(double dB);
     void setRatio(double ratio);
     void setMakeup(double dB);
+    void setBypassed(bool bypassed);
+    bool bypassed() const { return bypassed_; }
     double threshold() const { return threshold_; }
     double ratio() const { return ratio_; }
     double makeup() const { return makeup_; }
-    QString readout() const;  // "-18 dB · 2.0:1"
+    QString readout() const;  // "-18.0 dB · 2.0:1"
 
     // Output level in dB for an input level, as drawn.
     double outputFor(double inputDB) const;
@@ -57,6 +62,7 @@ private:
 
     GraphTitle title_{QStringLiteral("COURBE DE TRANSFERT (ENTRÉE → SORTIE) · glissez le coude / le haut")};
     double threshold_ = -18, ratio_ = 2, makeup_ = 0;
+    bool bypassed_ = false;
     std::optional<Handle> dragged_, hovered_;
     LayerCache static_;
 };

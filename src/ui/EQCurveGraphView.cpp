@@ -75,6 +75,7 @@ void EQCurveGraphView::setParams(const MasterParams& params) {
     if (params == params_) return;
     std::vector<Biquad> sections = fiveBandSections(params, sampleRate_);
     const bool redraw = sections != sections_ || params.eqOn != params_.eqOn;  // eqOn colours the curve
+    if (params.eqOn != params_.eqOn) static_.invalidate();  // the title greys out with the stage
     params_ = params;
     sections_ = std::move(sections);
     if (redraw) curveChanged();
@@ -234,7 +235,7 @@ void EQCurveGraphView::leaveEvent(QEvent*) {
 
 void EQCurveGraphView::paintStatic(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
-    title_.paint(p, width());
+    title_.paint(p, width(), bypassed());
 
     const QRectF plot = plotRect();
     theme::paintPanel(p, plot, theme::controlRadius + 2, theme::well);
@@ -330,8 +331,18 @@ void EQCurveGraphView::computeCurve() {
 void EQCurveGraphView::paintCurve(QPainter& p) const {
     const QRectF plot = plotRect();
     p.setClipRect(plot.adjusted(1, 1, -1, -1));
-    const QColor colour = params_.eqOn ? theme::accent : theme::textSecondary;
     const double zero = plot.top() + yForGain(0);
+    if (bypassed()) {
+        // What the settings would do, faint and dashed; what the sound gets, flat.
+        QPen ghost(theme::withAlpha(theme::textSecondary, 0.3), 1, Qt::DashLine);
+        p.setPen(ghost);
+        p.setBrush(Qt::NoBrush);
+        p.drawPolyline(curve_.data(), int(curve_.size()));
+        const QPointF flat[] = {QPointF(plot.left(), zero), QPointF(plot.right(), zero)};
+        theme::drawThickPolyline(p, flat, 2, theme::textSecondary, 2);
+        return;
+    }
+    const QColor colour = theme::accent;
     QPolygonF area;
     area.reserve(qsizetype(curve_.size()) + 2);
     area << QPointF(plot.left(), zero);
@@ -377,6 +388,7 @@ void EQCurveGraphView::paintEvent(QPaintEvent*) {
     // are, since every pixel of a layer is blended again at each frame.
     scale_.paint(p, QSize(int(dBScaleWidth), height()), [this](QPainter& layer) { paintScale(layer); });
     paintPoints(p);
+    if (bypassed()) paintBypassMark(p, plotRect());
 
     if (!readout_.isEmpty()) {
         const QRectF plot = plotRect();

@@ -11,6 +11,10 @@
 // peaking band's point moves its Q by 1/100 of the range a notch; otherwise the wheel scrolls
 // the column the graph sits in. The view keeps what it shows; edits go out through
 // paramsEdited().
+//
+// With the equaliser off the sound goes through flat: the graph draws that flat line in grey,
+// the settings' response only as a faint dashed ghost, and marks the plot "HORS CIRCUIT", so
+// that a bypassed bell can never pass for an active one.
 #include <QRectF>
 #include <QString>
 #include <QWidget>
@@ -46,6 +50,7 @@ public:
     // The text shown while a point is dragged; empty otherwise.
     const QString& readout() const { return readout_; }
     const QString& title() const { return title_.text(); }
+    bool bypassed() const { return !params_.eqOn; }
 
     // Geometry in widget coordinates.
     QRectF plotRect() const;

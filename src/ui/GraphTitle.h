@@ -6,6 +6,7 @@
 #include <QString>
 
 class QPainter;
+class QRectF;
 
 namespace velmora {
 
@@ -15,7 +16,8 @@ public:
 
     const QString& text() const { return text_; }
     double height(int width) const;
-    void paint(QPainter& painter, int width) const;
+    // Dimmed: in the disabled grey, for a graph whose stage is bypassed.
+    void paint(QPainter& painter, int width, bool dimmed = false) const;
 
 private:
     bool fits(int width) const;
@@ -24,5 +26,10 @@ private:
     mutable int measuredFor_ = -1;
     mutable bool fits_ = true;
 };
+
+// The mark a graph carries at the top of its plot while its stage is bypassed: "HORS CIRCUIT".
+inline const char* const bypassMark = "HORS CIRCUIT";
+// At the top of the plot's middle, or in its bottom right corner where a transfer curve leaves room.
+void paintBypassMark(QPainter& painter, const QRectF& plot, bool bottomRight = false);
 
 }  // namespace velmora

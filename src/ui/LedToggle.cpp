@@ -35,6 +35,12 @@ void LedToggle::setLedSize(int diameter) {
     update();
 }
 
+void LedToggle::setDimmed(bool dimmed) {
+    if (dimmed == dimmed_) return;
+    dimmed_ = dimmed;
+    update();
+}
+
 QPointF LedToggle::ledCentre() const { return QPointF(pad + ledSize_ / 2.0 + 2, height() / 2.0); }
 
 QSize LedToggle::sizeHint() const {
@@ -49,7 +55,8 @@ void LedToggle::paintEvent(QPaintEvent*) {
     const QPointF c = ledCentre();
     const double r = ledSize_ / 2.0;
     const bool on = isChecked() && isEnabled();
-    if (on) {
+    const QColor lit = dimmed_ ? theme::withAlpha(color_, 0.35) : color_;
+    if (on && !dimmed_) {
         QRadialGradient glow(c, r * 2.2);
         glow.setColorAt(0, theme::withAlpha(color_, 0.55));
         glow.setColorAt(1, theme::withAlpha(color_, 0));
@@ -58,9 +65,9 @@ void LedToggle::paintEvent(QPaintEvent*) {
         p.drawEllipse(c, r * 2.2, r * 2.2);
     }
     QRadialGradient lamp(c - QPointF(r * 0.3, r * 0.35), r * 1.3);
-    lamp.setColorAt(0, on ? color_.lighter(150) : theme::knobRim);
-    lamp.setColorAt(1, on ? color_ : theme::knobBody.darker(140));
-    p.setPen(QPen(on ? color_.darker(140) : theme::chrome, 1));
+    lamp.setColorAt(0, on ? (dimmed_ ? lit : color_.lighter(150)) : theme::knobRim);
+    lamp.setColorAt(1, on ? lit : theme::knobBody.darker(140));
+    p.setPen(QPen(on ? color_.darker(dimmed_ ? 250 : 140) : theme::chrome, 1));
     p.setBrush(lamp);
     p.drawEllipse(c, r, r);
     if (hasFocus()) {
@@ -70,7 +77,9 @@ void LedToggle::paintEvent(QPaintEvent*) {
     }
     if (!text().isEmpty()) {
         p.setFont(theme::captionFont());
-        p.setPen(!isEnabled() ? theme::textDisabled : isChecked() || underMouse() ? theme::textPrimary : theme::textSecondary);
+        p.setPen(!isEnabled() || dimmed_ ? theme::textDisabled
+                 : isChecked() || underMouse() ? theme::textPrimary
+                                               : theme::textSecondary);
         const double x = c.x() + r + 2 + gap;
         p.drawText(QRectF(x, 0, width() - x, height()), Qt::AlignLeft | Qt::AlignVCenter, text());
     }

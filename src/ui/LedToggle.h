@@ -2,7 +2,8 @@
 // The LED switch of every chain panel and option: a lamp that glows in its colour when on, and
 // its label. A click (or Space with focus) flips it and reports clicked(checked); setChecked()
 // shows a state and reports only through QAbstractButton::toggled, which callers binding it to
-// a setting leave alone.
+// a setting leave alone. A dimmed switch (inside a bypassed stage) keeps working but glows no
+// more: its lamp is lit faintly, so that it does not read as acting on the sound.
 #include <QAbstractButton>
 #include <QColor>
 
@@ -17,6 +18,8 @@ public:
 
     void setColor(const QColor& color);
     void setLedSize(int diameter);
+    void setDimmed(bool dimmed);
+    bool isDimmed() const { return dimmed_; }
     int ledSize() const { return ledSize_; }
     QPointF ledCentre() const;
 
@@ -30,6 +33,7 @@ protected:
 private:
     QColor color_;
     int ledSize_ = 10;
+    bool dimmed_ = false;
 };
 
 }  // namespace velmora

@@ -1,5 +1,6 @@
 #include "ui/SSLKnob.h"
 
+#include <QContextMenuEvent>
 #include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -91,6 +92,23 @@ void SSLKnob::setKnobSize(int size) {
 
 void SSLKnob::setDefaultValue(double value) { default_ = clamp(value); }
 
+void SSLKnob::setStep(double step) {
+    step_ = step > 0 ? step : 0;
+    updateGeometry();
+    refresh();
+}
+
+double SSLKnob::step() const { return step_ > 0 ? step_ : niceStep(high_ - low_); }
+
+StepScale SSLKnob::scale() const { return StepScale{low_, high_, step(), unit_, format_.sign}; }
+
+void SSLKnob::setDimmed(bool dimmed) {
+    if (dimmed == dimmed_) return;
+    dimmed_ = dimmed;
+    body_.invalidate();
+    update();
+}
+
 void SSLKnob::setValue(double value) {
     if (std::isnan(value)) return;
     value = clamp(value);
@@ -101,25 +119,25 @@ void SSLKnob::setValue(double value) {
 
 double SSLKnob::clamp(double v) const { return std::clamp(v, std::min(low_, high_), std::max(low_, high_)); }
 
-void SSLKnob::edit(double v) {
-    v = clamp(v);
+void SSLKnob::edit(double v, bool onGrid) {
+    v = clamp(onGrid ? snapToStep(v, step()) : v);
     if (v == value_) return;
     value_ = v;
     refresh();
     emit valueEdited(value_);
 }
 
-QString SSLKnob::formatted(double v) const {
-    QString text = format_(v);
-    if (!unit_.isEmpty()) text += QLatin1Char(' ') + unit_;
-    return text;
-}
+QString SSLKnob::formatted(double v) const { return scale().text(v); }
 
 QString SSLKnob::valueText() const { return formatted(value_); }
 
+void SSLKnob::updateToolTip() {
+    const QString name = accessibleName().isEmpty() ? label_ : accessibleName();
+    setToolTip(controlToolTip(name, valueText(), scale().rangeText()));
+}
+
 void SSLKnob::refresh() {
-    setToolTip(label_ + QStringLiteral(" : ") + fixedText(value_, 2) +
-               (unit_.isEmpty() ? QString() : QLatin1Char(' ') + unit_));
+    updateToolTip();
     announceValueChange(this, value_);
     update();
 }
@@ -152,7 +170,7 @@ QPointF SSLKnob::tickMidpoint(int i) const {
 void SSLKnob::paintBody(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
     p.setFont(theme::captionFont());
-    p.setPen(theme::textSecondary);
+    p.setPen(dimmed_ ? theme::textDisabled : theme::textSecondary);
     p.drawText(QRectF(0, pad, width(), labelHeight), Qt::AlignHCenter | Qt::AlignVCenter, label_);
 
     const QPointF c = knobCentre();
@@ -165,7 +183,7 @@ void SSLKnob::paintBody(QPainter& p) const {
     p.drawEllipse(c, bodyR, bodyR);
     // The coloured cap tells the bands apart at a glance, as on a console strip.
     p.setPen(Qt::NoPen);
-    p.setBrush(theme::withAlpha(color_, 0.55));
+    p.setBrush(theme::withAlpha(color_, dimmed_ ? 0.18 : 0.55));
     p.drawEllipse(c, bodyR * 0.36, bodyR * 0.36);
 }
 
@@ -185,7 +203,9 @@ void SSLKnob::paintEvent(QPaintEvent*) {
         const double length = (major ? majorTick : minorTick) * size_;
         const QPointF a = theme::onDial(c, outerR - length, tickAngle(i)), b = theme::onDial(c, outerR, tickAngle(i));
         const double widthPx = major ? 2.0 : 1.2;
-        if (enabled && tickLit(i, angle)) {
+        if (enabled && dimmed_ && tickLit(i, angle)) {
+            p.setPen(QPen(theme::withAlpha(color_, 0.3), widthPx, Qt::SolidLine, Qt::FlatCap));
+        } else if (enabled && tickLit(i, angle)) {
             p.setPen(QPen(theme::withAlpha(color_, 0.6 * 0.5), widthPx + 2 * 2, Qt::SolidLine, Qt::RoundCap));
             p.drawLine(a, b);
             p.setPen(QPen(theme::withAlpha(color_, 0.9), widthPx, Qt::SolidLine, Qt::FlatCap));
@@ -206,17 +226,22 @@ void SSLKnob::paintEvent(QPaintEvent*) {
         p.drawEllipse(c, bodyR + 1.25, bodyR + 1.25);
     }
 
-    p.setPen(QPen(enabled ? theme::textPrimary : theme::textDisabled, std::max(2.0, size_ * 0.045),
+    p.setPen(QPen(!enabled ? theme::textDisabled : dimmed_ ? theme::textSecondary : theme::textPrimary,
+                  std::max(2.0, size_ * 0.045),
                   Qt::SolidLine, Qt::RoundCap));
     p.drawLine(theme::onDial(c, bodyR * 0.42, angle), theme::onDial(c, bodyR * 0.88, angle));
 
     p.setFont(theme::monoFont(theme::readoutPx));
-    p.setPen(!enabled ? theme::textDisabled : dragStart_ ? theme::accent : theme::textPrimary);
+    p.setPen(!enabled ? theme::textDisabled : dragStart_ ? theme::accent : dimmed_ ? theme::textSecondary : theme::textPrimary);
     p.drawText(QRectF(0, knobSquare().bottom(), width(), valueHeight), Qt::AlignHCenter | Qt::AlignVCenter,
                valueText());
 }
 
 void SSLKnob::mousePressEvent(QMouseEvent* e) {
+    if (e->button() == Qt::RightButton) {
+        openEntry();
+        return e->accept();
+    }
     if (e->button() != Qt::LeftButton) return QWidget::mousePressEvent(e);
     dragStart_ = value_;
     dragOriginY_ = e->position().y();
@@ -237,7 +262,7 @@ void SSLKnob::mouseReleaseEvent(QMouseEvent* e) {
 
 void SSLKnob::mouseDoubleClickEvent(QMouseEvent* e) {
     if (e->button() != Qt::LeftButton) return QWidget::mouseDoubleClickEvent(e);
-    edit(default_);
+    edit(default_, false);
 }
 
 void SSLKnob::wheelEvent(QWheelEvent* e) {
@@ -247,24 +272,51 @@ void SSLKnob::wheelEvent(QWheelEvent* e) {
     // angleDelta is in eighths of a degree, 120 to a notch; high-resolution wheels send less.
     const double notches = e->angleDelta().y() / 120.0;
     if (notches == 0) return QWidget::wheelEvent(e);
-    edit(value_ + notches * (high_ - low_) / 100.0);
+    // A fine wheel's small turns add up until they reach the grid: each alone would round away.
+    wheelTravel_ += notches * (high_ - low_) / 100.0;
+    const double target = value_ + wheelTravel_;
+    edit(target);
+    wheelTravel_ = target - value_;
+    if (std::fabs(wheelTravel_) >= step()) wheelTravel_ = 0;  // held at an end of the range
     e->accept();
 }
 
 void SSLKnob::keyPressEvent(QKeyEvent* e) {
-    const double fine = (high_ - low_) / 100.0, coarse = (high_ - low_) / 10.0;
+    // At least one step, so that a key always moves a knob whose step is coarser than a hundredth.
+    const double fine = std::max((high_ - low_) / 100.0, step()), coarse = (high_ - low_) / 10.0;
     switch (e->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter: openEntry(); break;
     case Qt::Key_Up:
     case Qt::Key_Right: edit(value_ + fine); break;
     case Qt::Key_Down:
     case Qt::Key_Left: edit(value_ - fine); break;
     case Qt::Key_PageUp: edit(value_ + coarse); break;
     case Qt::Key_PageDown: edit(value_ - coarse); break;
-    case Qt::Key_Home: edit(low_); break;
-    case Qt::Key_End: edit(high_); break;
+    case Qt::Key_Home: edit(low_, false); break;
+    case Qt::Key_End: edit(high_, false); break;
     default: return QWidget::keyPressEvent(e);
     }
     e->accept();
+}
+
+void SSLKnob::contextMenuEvent(QContextMenuEvent* e) {
+    openEntry();
+    e->accept();
+}
+
+bool SSLKnob::event(QEvent* e) {
+    // The name in the tooltip may have been given after the last change of value.
+    if (e->type() == QEvent::ToolTip || e->type() == QEvent::Polish) updateToolTip();
+    return QWidget::event(e);
+}
+
+void SSLKnob::openEntry() {
+    if (entry_ && entry_->isVisible()) return;
+    dragStart_.reset();
+    const int h = std::max(20, int(std::ceil(valueHeight)) + 4);
+    entry_ = new ValueEntry(scale(), value_, this, QRect(0, height() - h, width(), h));
+    connect(entry_, &ValueEntry::accepted, this, [this](double v) { edit(v); });
 }
 
 void SSLKnob::enterEvent(QEnterEvent*) {
@@ -285,6 +337,7 @@ void SSLKnob::focusInEvent(QFocusEvent* e) {
 void SSLKnob::focusOutEvent(QFocusEvent* e) {
     QWidget::focusOutEvent(e);
     dragStart_.reset();
+    wheelTravel_ = 0;
     update();
 }
 
@@ -300,7 +353,7 @@ AccessibleReading SSLKnob::accessibleReading() const {
     r.number = value_;
     r.minimum = std::min(low_, high_);
     r.maximum = std::max(low_, high_);
-    r.step = std::fabs(high_ - low_) / 100.0;
+    r.step = step();
     return r;
 }
 

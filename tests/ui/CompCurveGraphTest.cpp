@@ -48,7 +48,7 @@ TEST(CompCurveGraphView, TopDragSetsTheRatioThatReachesThePointer) {
     auto g = graph(-18, 2, 0);
     drag(*g, g->handlePoint(Handle::top), topAt(*g, -12));  // 18 dB above the knee come out as 6
     EXPECT_NEAR(g->ratio(), 3, 1e-9);
-    EXPECT_EQ(g->readout(), "-18 dB · 3.0:1");
+    EXPECT_EQ(g->readout(), "-18.0 dB · 3.0:1");
     drag(*g, g->handlePoint(Handle::top), topAt(*g, 10));  // above unity: no expansion, 1:1
     EXPECT_EQ(g->ratio(), 1);
 }
@@ -82,6 +82,31 @@ TEST(CompCurveGraphView, KneeDragSetsTheThresholdWithinItsRange) {
     EXPECT_EQ(g->threshold(), 0);
     ASSERT_FALSE(thresholds.isEmpty());
     EXPECT_EQ(thresholds.last().at(0).toDouble(), 0);
+}
+
+
+TEST(CompCurveGraphView, BypassedItDrawsUnityInGreyAndTheCurveOnlyAsAGhost) {
+    auto g = graph(-30, 4, 0);
+    const QPointF squeezed = g->pointFor(-10, g->outputFor(-10));  // -25 dB out: on the curve only
+    const QPointF unity = g->pointFor(-10, -10);
+    const auto strength = [](const QImage& image, QPointF at) {
+        int best = 0;
+        for (int dy = -1; dy <= 1; ++dy) {
+            const QColor c = pixelAt(image, at + QPointF(0, dy));
+            best = std::max({best, c.red(), c.green(), c.blue()});
+        }
+        return best;
+    };
+    const QImage active = snapshot(*g, 1);
+    EXPECT_GT(strength(active, squeezed), 200);
+
+    g->setBypassed(true);
+    const QImage bypassed = snapshot(*g, 1);
+    keepForReview(bypassed, "comp-curve-bypassed");
+    EXPECT_LT(strength(bypassed, squeezed), strength(active, squeezed) / 2);
+    const QColor line = pixelAt(bypassed, unity);
+    EXPECT_GT(strength(bypassed, unity), 120);
+    EXPECT_LT(std::abs(line.red() - line.blue()), 24) << "grey, not the accent";
 }
 
 }  // namespace

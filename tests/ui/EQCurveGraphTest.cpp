@@ -227,5 +227,50 @@ TEST(EQCurveGraphView, ReadoutNamesTheBandFrequencyAndGain) {
     EXPECT_EQ(g->readout(), "AIGUS · 12.3 kHz · +6.0 dB");
 }
 
+
+// Brightness of the brightest pixel in a column between two heights (logical), 0 … 255; a
+// pixel counts only when it carries colour or light above the dark well.
+int brightestIn(const QImage& image, double x, double top, double bottom) {
+    const double dpr = image.devicePixelRatio();
+    int best = 0;
+    for (int row = int(top * dpr); row <= int(bottom * dpr); ++row) {
+        const QColor c = image.pixelColor(int(std::floor(x * dpr)), row);
+        best = std::max({best, c.red(), c.green(), c.blue()});
+    }
+    return best;
+}
+
+TEST(EQCurveGraphView, ABypassedBellIsAGhostOverAFlatGreyLine) {
+    MasterParams p;
+    p.eqOn = true;
+    p.b1Freq = 800, p.b1Gain = 9, p.b1Q = 0.7;
+    auto g = graph(p, 48000);
+    const QRectF plot = g->plotRect();
+    // Beside the band's point, where the bell is still near its top: +8 dB and more.
+    const double x = plot.left() + g->xForFrequency(800) + 14;
+    ASSERT_GT(g->curveDB(x - plot.left()), 8);
+    const double peakTop = plot.top() + g->yForGain(10), peakBottom = plot.top() + g->yForGain(6);
+    const double zero = plot.top() + g->yForGain(0);
+
+    const QImage active = snapshot(*g, 1);
+    EXPECT_GT(accentLineY(active, x), peakTop);
+    EXPECT_LT(accentLineY(active, x), peakBottom);
+
+    p.eqOn = false;
+    g->setParams(p);
+    EXPECT_TRUE(g->bypassed());
+    for (double ratio : {1.0, 2.0}) {
+        SCOPED_TRACE(ratio);
+        const QImage bypassed = snapshot(*g, ratio);
+        keepForReview(bypassed, "eq-curve-bypassed");
+        // No accent anywhere along the column, the bell's top dim, the flat line bright grey.
+        EXPECT_EQ(accentLineY(bypassed, x), -1);
+        EXPECT_LT(brightestIn(bypassed, x, peakTop, peakBottom), brightestIn(active, x, peakTop, peakBottom) / 2);
+        const QColor flat = pixelAt(bypassed, QPointF(x, zero));
+        EXPECT_GT(flat.green(), 120);
+        EXPECT_LT(colourDistance(flat, QColor(flat.green(), flat.green(), flat.green())), 24) << "grey, not a colour";
+    }
+}
+
 }  // namespace
 }  // namespace velmora::test

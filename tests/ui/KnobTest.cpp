@@ -117,15 +117,18 @@ TEST(SSLKnob, FocusedKnobFollowsArrowsPagesWheelAndDoubleClickResets) {
     EXPECT_NEAR(knob->value(), -0.6, 1e-12);
     wheel(*knob, 3 * 120);
     EXPECT_EQ(knob->value(), 0);
+    // A touchpad's eighths of a notch (0.05 dB each on a 0.2 dB grid) add up to steps.
+    for (int i = 0; i < 8; ++i) wheel(*knob, -15);
+    EXPECT_NEAR(knob->value(), -0.4, 1e-12);
 
     QTest::mouseDClick(knob.get(), Qt::LeftButton, {}, knob->knobCentre().toPoint());
     EXPECT_EQ(knob->value(), -18);
     EXPECT_EQ(edits.last().at(0).toDouble(), -18);
-    EXPECT_EQ(edits.count(), editsAtTop + 4);
+    EXPECT_EQ(edits.count(), editsAtTop + 6);
 
     // Showing a value is not an edit.
     knob->setValue(-30);
-    EXPECT_EQ(edits.count(), editsAtTop + 4);
+    EXPECT_EQ(edits.count(), editsAtTop + 6);
 }
 
 TEST(SSLKnob, ScreenReadersGetItsNameValueAndRange) {
@@ -135,7 +138,7 @@ TEST(SSLKnob, ScreenReadersGetItsNameValueAndRange) {
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(a->role(), QAccessible::Dial);
     EXPECT_EQ(a->text(QAccessible::Name), "GAIN");
-    EXPECT_EQ(a->text(QAccessible::Value), "+3 dB");
+    EXPECT_EQ(a->text(QAccessible::Value), "+3.0 dB");
     QAccessibleValueInterface* value = a->valueInterface();
     ASSERT_NE(value, nullptr);
     EXPECT_EQ(value->currentValue().toDouble(), 3);
@@ -146,7 +149,7 @@ TEST(SSLKnob, ScreenReadersGetItsNameValueAndRange) {
     value->setCurrentValue(40.0);  // set by assistive technology: clamped and reported like any edit
     EXPECT_EQ(knob->value(), 12);
     ASSERT_EQ(edits.count(), 1);
-    EXPECT_EQ(a->text(QAccessible::Value), "+12 dB");
+    EXPECT_EQ(a->text(QAccessible::Value), "+12.0 dB");
 }
 
 }  // namespace

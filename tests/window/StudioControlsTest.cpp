@@ -1,6 +1,6 @@
 // The window as a studio tool: controls that change only when asked (the wheel scrolls the
-// column unless a control has focus), "Vider" that asks first, and the removed file's readings
-// cleared at once.
+// column unless a control has focus), values typed into the chain, bypassed stages drawn in
+// grey, "Vider" that asks first, and the removed file's readings cleared at once.
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <QSlider>
 #include <QSpontaneKeyEvent>
 #include <QTest>
@@ -18,7 +19,11 @@
 #include "model/Model.h"
 #include "ui/MainWindow.h"
 #include "ui/SSLKnob.h"
+#include "ui/CompCurveGraphView.h"
 #include "ui/EQCurveGraphView.h"
+#include "ui/LedToggle.h"
+#include "ui/StudioPanel.h"
+#include "ui/StudioTheme.h"
 #include "ui/LoudnessHistoryView.h"
 #include "ui/WaveformView.h"
 #include "ui/window/ChainSection.h"
@@ -96,6 +101,123 @@ TEST(StudioControls, TheWheelOverAnUnfocusedKnobOrSliderScrollsTheColumnAndChang
     ASSERT_TRUE(target->slider()->hasFocus());
     wheelDownOver(target->slider());
     EXPECT_NE(model.target(), targetBefore);
+}
+
+const QString minus = QString(QChar(0x2212));
+
+window::LabeledSlider* sliderNamed(QWidget* in, const QString& caption) {
+    for (auto* s : in->findChildren<window::LabeledSlider*>())
+        if (s->slider()->accessibleName() == caption) return s;
+    return nullptr;
+}
+
+TEST(StudioControls, TypedValuesReachTheChainAsADragWould) {
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    MainWindow w(model);
+    w.show();
+    QApplication::setActiveWindow(&w);
+    settle(50);
+
+    // A knob: Enter opens the field, "3,4" sets 3.4 in the chain, once.
+    SSLKnob* bell = w.chain()->knobNamed("BAS-MÉD · GAIN");
+    ASSERT_TRUE(bell);
+    w.settingsColumn()->ensureWidgetVisible(bell);
+    bell->setFocus();
+    QSignalSpy changes(&model, &Model::mpChanged);
+    QTest::keyClick(bell, Qt::Key_Return);
+    ASSERT_TRUE(bell->entryField());
+    QTest::keyClicks(bell->entryField(), "3,4");
+    QTest::keyClick(bell->entryField(), Qt::Key_Return);
+    EXPECT_EQ(model.mp().b1Gain, 3.4);
+    EXPECT_EQ(changes.count(), 1);
+    EXPECT_EQ(w.chain()->equaliserGraph()->params().b1Gain, 3.4);
+    EXPECT_TRUE(bell->toolTip().startsWith("BAS-MÉD · GAIN — +3.4 dB (" + minus + "12 à +12 dB)"));
+    EXPECT_EQ(w.chain()->knobNamed("RATIO")->valueText(), "2.0:1");
+    EXPECT_EQ(w.chain()->knobNamed("SEUIL")->valueText(), minus + "18.0 dB");
+
+    // A slider of the chain: a right-click opens the field over its reading.
+    window::LabeledSlider* trigger = sliderNamed(w.chain(), "Seuil de déclenchement");
+    ASSERT_TRUE(trigger);
+    w.settingsColumn()->ensureWidgetVisible(trigger);
+    QTest::mouseClick(trigger->slider(), Qt::RightButton, {}, trigger->slider()->rect().center());
+    ASSERT_TRUE(trigger->entryField());
+    QTest::keyClicks(trigger->entryField(), "9");
+    QTest::keyClick(trigger->entryField(), Qt::Key_Return);
+    EXPECT_EQ(trigger->entryField()->problem(), "Valeur hors plage : 0.5 à 4 dB");
+    EXPECT_EQ(model.mp().autoProtectThresholdDB, MasterParams{}.autoProtectThresholdDB);
+    trigger->entryField()->selectAll();
+    QTest::keyClicks(trigger->entryField(), "2,5 dB");
+    QTest::keyClick(trigger->entryField(), Qt::Key_Return);
+    EXPECT_EQ(model.mp().autoProtectThresholdDB, 2.5);
+    EXPECT_EQ(trigger->readingText(), "2.5 dB");
+    EXPECT_TRUE(trigger->toolTip().startsWith("Seuil de déclenchement — 2.5 dB (0.5 à 4 dB)\n"));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+    // Enter on the focused slider opens it too; Escape changes nothing.
+    trigger->slider()->setFocus();
+    QTest::keyClick(trigger->slider(), Qt::Key_Return);
+    ASSERT_TRUE(trigger->entryField());
+    QTest::keyClicks(trigger->entryField(), "1");
+    QTest::keyClick(trigger->entryField(), Qt::Key_Escape);
+    EXPECT_TRUE(trigger->slider()->hasFocus());
+    EXPECT_EQ(model.mp().autoProtectThresholdDB, 2.5);
+    EXPECT_EQ(changes.count(), 2);
+}
+
+// The brightest channel of the pixel under a logical point of a widget's own image.
+int brightnessAt(QWidget* w, QPointF at) {
+    const QColor c = w->grab().toImage().pixelColor(at.toPoint());
+    return std::max({c.red(), c.green(), c.blue()});
+}
+
+TEST(StudioControls, ABypassedStageIsDrawnInGreyControlsAndCurveIncluded) {
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    MainWindow w(model);
+    w.show();
+    settle(50);
+    window::ChainSection* chain = w.chain();
+    MasterParams p = model.mp();
+    p.eqOn = true, p.hpfOn = true;
+    p.b1Gain = 9;
+    model.setMp(p);
+
+    SSLKnob* bell = chain->knobNamed("BAS-MÉD · GAIN");
+    LedToggle* stage = chain->toggleNamed("5 BANDES — RBJ");
+    LedToggle* highPass = chain->toggleNamed("PASSE-HAUT");
+    ASSERT_TRUE(bell && stage && highPass);
+    const auto eqKnobs = chain->equaliserPanel()->findChildren<SSLKnob*>();
+    ASSERT_EQ(eqKnobs.size(), 11);
+    for (auto* k : eqKnobs) EXPECT_FALSE(k->isDimmed()) << k->accessibleName().toStdString();
+    EXPECT_FALSE(chain->equaliserGraph()->bypassed());
+    const QPointF tick = bell->tickMidpoint(0);  // lit: the bell stands at +9 dB
+    const int activeTick = brightnessAt(bell, tick);
+    EXPECT_GT(activeTick, 150);
+
+    stage->click();
+    ASSERT_FALSE(model.mp().eqOn);
+    for (auto* k : eqKnobs) EXPECT_TRUE(k->isDimmed()) << k->accessibleName().toStdString();
+    EXPECT_TRUE(highPass->isDimmed());
+    EXPECT_FALSE(stage->isDimmed()) << "the stage's own switch stays plain, to turn it back on";
+    EXPECT_TRUE(chain->equaliserGraph()->bypassed());
+    EXPECT_LT(brightnessAt(bell, tick), activeTick / 2);
+    for (auto* label : chain->equaliserPanel()->findChildren<QLabel*>())
+        EXPECT_EQ(label->palette().color(QPalette::WindowText), theme::textDisabled) << label->text().toStdString();
+    EXPECT_EQ(bell->value(), 9) << "dimmed, not reset";
+
+    // The compressor starts bypassed; its switch brings back its colours.
+    EXPECT_TRUE(chain->compressorGraph()->bypassed());
+    EXPECT_TRUE(chain->knobNamed("SEUIL")->isDimmed());
+    w.settingsColumn()->verticalScrollBar()->setValue(chain->y());
+    settle(20);
+    keepScreenshot(w.grab().toImage(), "chain-bypassed");
+    chain->toggleNamed("BUS COMPRESSEUR")->click();
+    EXPECT_FALSE(chain->compressorGraph()->bypassed());
+    EXPECT_FALSE(chain->knobNamed("SEUIL")->isDimmed());
+
+    stage->click();
+    EXPECT_EQ(brightnessAt(bell, tick), activeTick);
 }
 
 // Answers the next message box once it is up with its button titled `choice`; what it asked.

@@ -37,6 +37,22 @@ QLabel* bandTitle(const QString& text, const QColor& colour, QWidget* parent) {
     return label;
 }
 
+// A bypassed stage: its knobs, switches and captions in grey, its own LED left as it is, so that
+// nothing in the panel reads as acting on the sound. Each caption keeps the colour it goes back to.
+void showBypassed(StudioPanel* panel, LedToggle* stage, bool bypassed) {
+    for (auto* knob : panel->findChildren<SSLKnob*>()) knob->setDimmed(bypassed);
+    for (auto* toggle : panel->findChildren<LedToggle*>())
+        if (toggle != stage) toggle->setDimmed(bypassed);
+    for (auto* label : panel->findChildren<QLabel*>()) {
+        QVariant active = label->property("activeColour");
+        if (!active.isValid()) {
+            active = label->palette().color(QPalette::WindowText);
+            label->setProperty("activeColour", active);
+        }
+        setTextColour(label, bypassed ? theme::textDisabled : active.value<QColor>());
+    }
+}
+
 QLabel* subtitle(const QString& text, QWidget* parent) {
     auto* label = makeCaption(text, parent);
     setTextColour(label, theme::accent);
@@ -118,6 +134,7 @@ StudioPanel* ChainSection::makeEqualiser() {
         ++column;
     }
     layout->addLayout(bands);
+    binding_->onChange([panel, on](const MasterParams& p) { showBypassed(panel, on, !p.eqOn); });
     return panel;
 }
 
@@ -148,6 +165,7 @@ StudioPanel* ChainSection::makeCompressor() {
         compGraph_->setThreshold(p.compThreshold);
         compGraph_->setRatio(p.compRatio);
         compGraph_->setMakeup(p.compMakeup);
+        compGraph_->setBypassed(!p.compOn);
         panel->setGlow(p.compOn ? std::optional<QColor>(theme::ledGreen) : std::nullopt);
     });
 
@@ -155,12 +173,19 @@ StudioPanel* ChainSection::makeCompressor() {
     knobs->setSpacing(4);
     const QColor c = theme::accent;
     knobs->addWidget(binding_->knob(&MasterParams::compThreshold, QStringLiteral("SEUIL"), "%.0f", QStringLiteral("dB"), c, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::compRatio, QStringLiteral("RATIO"), "%.1f", QString(), c, bigKnob, panel));
-    knobs->addWidget(binding_->knob(&MasterParams::compAttack, QStringLiteral("ATTAQUE"), "%.0f", QStringLiteral("ms"), c, bigKnob, panel));
+    // A tenth for the ratio and the attack: a hundredth of their ranges would read 2.05:1 and skip
+    // the fast attacks under a millisecond.
+    SSLKnob* ratio = binding_->knob(&MasterParams::compRatio, QStringLiteral("RATIO"), "%.1f", QStringLiteral(":1"), c, bigKnob, panel);
+    ratio->setStep(0.1);
+    knobs->addWidget(ratio);
+    SSLKnob* attack = binding_->knob(&MasterParams::compAttack, QStringLiteral("ATTAQUE"), "%.0f", QStringLiteral("ms"), c, bigKnob, panel);
+    attack->setStep(0.1);
+    knobs->addWidget(attack);
     knobs->addWidget(binding_->knob(&MasterParams::compRelease, QStringLiteral("RELÂCHE"), "%.0f", QStringLiteral("ms"), c, bigKnob, panel));
     knobs->addWidget(binding_->knob(&MasterParams::compMakeup, QStringLiteral("GAIN"), "%+.0f", QStringLiteral("dB"), c, bigKnob, panel,
                                     QStringLiteral("GAIN DE COMPENSATION")));
     layout->addLayout(knobs);
+    binding_->onChange([panel, on](const MasterParams& p) { showBypassed(panel, on, !p.compOn); });
     return panel;
 }
 
@@ -233,6 +258,7 @@ StudioPanel* ChainSection::makeTonal() {
                                     smallKnob, panel, QStringLiteral("MÉDIUMS · Largeur")),
                      2, 2, 1, 2, Qt::AlignHCenter);
     layout->addLayout(bands);
+    binding_->onChange([panel, on](const MasterParams& p) { showBypassed(panel, on, !p.teqOn); });
     return panel;
 }
 
@@ -255,8 +281,9 @@ StudioPanel* ChainSection::makeStereo() {
                             panel);
     knobs->addWidget(note, 1);
     layout->addLayout(knobs);
-    binding_->onChange([panel](const MasterParams& p) {
+    binding_->onChange([panel, on](const MasterParams& p) {
         panel->setGlow(p.msOn ? std::optional<QColor>(theme::ledGreen) : std::nullopt);
+        showBypassed(panel, on, !p.msOn);
     });
     return panel;
 }

@@ -1,5 +1,6 @@
 #include "ui/window/Controls.h"
 
+#include <QContextMenuEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QMenu>
@@ -132,7 +133,7 @@ void wheelOnlyWithFocus(QWidget* control) {
 
 LabeledSlider::LabeledSlider(const QString& caption, double low, double high, double step,
                              std::function<QString(double)> format, QWidget* parent)
-    : QWidget(parent), low_(low), step_(step), format_(std::move(format)) {
+    : QWidget(parent), caption_(caption), low_(low), high_(high), step_(step), format_(std::move(format)) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(2);
@@ -152,10 +153,12 @@ LabeledSlider::LabeledSlider(const QString& caption, double low, double high, do
     slider_->setRange(0, int(std::lround((high - low) / step)));
     slider_->setPageStep(std::max(1, slider_->maximum() / 10));
     slider_->setAccessibleName(caption);
+    slider_->installEventFilter(this);
+    setFocusProxy(slider_);  // where a closed value field gives the focus back
     column->addWidget(slider_);
     connect(slider_, &QSlider::valueChanged, this, [this](int position) {
         const double v = low_ + step_ * position;
-        reading_->setText(format_(v));
+        showValue(v);
         emit valueEdited(v);
     });
     setValue(low);
@@ -164,7 +167,49 @@ LabeledSlider::LabeledSlider(const QString& caption, double low, double high, do
 void LabeledSlider::setValue(double value) {
     const QSignalBlocker quiet(slider_);
     slider_->setValue(int(std::lround((value - low_) / step_)));
+    showValue(value);
+}
+
+void LabeledSlider::showValue(double value) {
     reading_->setText(format_(value));
+    setToolTip(controlToolTip(caption_, reading_->text(), scale().rangeText()));
+}
+
+StepScale LabeledSlider::scale() const {
+    // The unit is what the reading writes after its number: "dB" in "1.5 dB".
+    const QString sample = format_(low_);
+    const qsizetype space = sample.indexOf(QLatin1Char(' '));
+    return StepScale{low_, high_, step_, space < 0 ? QString() : sample.mid(space + 1), false};
+}
+
+void LabeledSlider::openEntry() {
+    if (entry_ && entry_->isVisible()) return;
+    const QRect at = reading_->geometry();
+    const int w = std::max(at.width(), 90), h = std::max(at.height(), 22);
+    entry_ = new ValueEntry(scale(), value(), this, QRect(at.right() + 1 - w, at.center().y() - h / 2, w, h));
+    connect(entry_, &ValueEntry::accepted, this, [this](double v) {
+        // Through the slider, as a drag: it reports once, and only a change.
+        slider_->setValue(int(std::lround((v - low_) / step_)));
+    });
+}
+
+bool LabeledSlider::eventFilter(QObject* watched, QEvent* e) {
+    if (watched != slider_) return false;
+    if (e->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(e)->key();
+        if (key != Qt::Key_Return && key != Qt::Key_Enter) return false;
+    } else if (e->type() == QEvent::MouseButtonPress) {
+        if (static_cast<QMouseEvent*>(e)->button() != Qt::RightButton) return false;
+    } else if (e->type() != QEvent::ContextMenu) {
+        return false;
+    }
+    openEntry();
+    return true;
+}
+
+void LabeledSlider::contextMenuEvent(QContextMenuEvent* e) {
+    openEntry();
+    e->accept();
 }
 
 double LabeledSlider::value() const { return low_ + step_ * slider_->value(); }

@@ -4,11 +4,13 @@
 // the helpers that make captions, notes and picker menus look alike everywhere.
 #include <QAbstractButton>
 #include <QLabel>
+#include <QPointer>
 #include <QVariant>
 #include <functional>
 #include <vector>
 
 #include "ui/ValueBadge.h"
+#include "ui/ValueEntry.h"
 #include "ui/window/Icons.h"
 
 class QPushButton;
@@ -61,6 +63,8 @@ private:
 
 // A caption and its reading on one line, a slider under them. Values are doubles on a grid of
 // `step`; valueEdited() reports the user's moves, setValue() shows a value and says nothing.
+// Enter on the slider, or a right-click, opens a field over the reading to type the value; its
+// unit is what `format` writes after the number.
 class LabeledSlider : public QWidget {
     Q_OBJECT
 public:
@@ -70,15 +74,26 @@ public:
     double value() const;
     QSlider* slider() const { return slider_; }
     QString readingText() const;
+    StepScale scale() const;
+    ValueEntry* entryField() const { return entry_; }
+    void openEntry();
 
 signals:
     void valueEdited(double value);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* e) override;
+    void contextMenuEvent(QContextMenuEvent*) override;
+
 private:
+    void showValue(double value);
+
+    QString caption_;
     QLabel* reading_;
     QSlider* slider_;
-    double low_, step_;
+    double low_, high_, step_;
     std::function<QString(double)> format_;
+    QPointer<ValueEntry> entry_;
 };
 
 // A reading that takes the listener to where it was measured: a click (or Enter with focus)
