@@ -4,6 +4,7 @@
 // A/B comparison can be played at the loudness of the processed side and the ear judges tone and
 // dynamics rather than level.
 #include <atomic>
+#include <functional>
 
 #include "audio/LoudnessError.h"
 #include "audio/ProgrammeStream.h"
@@ -22,9 +23,15 @@ struct LiveChainLoudness {
 // compressor): its output is then the source, and the match is 0 dB without reading anything.
 bool liveChainIsNeutral(const MasterParams& params);
 
-// Reads the programme twice. Fails with the programme's error, with tooQuiet when either side
-// has no gated loudness, or with interrupted once `cancelled` is set (looked at every block).
+// The loudness of what has been read so far: an estimate that a long file refines as it is read.
+using PartialLoudness = std::function<void(const LiveChainLoudness&)>;
+inline constexpr double partialSeconds = 10.0;  // of programme between two partial figures
+
+// Reads the programme once, both sides side by side. Fails with the programme's error, with
+// tooQuiet when either side has no gated loudness, or with interrupted once `cancelled` is set
+// (looked at every block). `partial`, when given, hears the figures so far every partialSeconds
+// of programme, on the calling thread.
 Expected<LiveChainLoudness> measureLiveChain(const Programme& source, const MasterParams& params,
-                                             const std::atomic<bool>& cancelled);
+                                             const std::atomic<bool>& cancelled, const PartialLoudness& partial = {});
 
 }  // namespace velmora

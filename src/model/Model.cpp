@@ -449,7 +449,7 @@ void Model::setMp(const MasterParams& v) {
     if (isLiveMastering_ && liveStreamer_ && !(mp_ == v)) liveStreamer_->update(v, 0.0);
     if (playback_) playback_->setChain(v);
     assign(mp_, v, &Model::mpChanged);
-    matchAB();  // the source side follows the chain's loudness
+    if (isLiveMastering_ || isPlaybackPlaying_) matchAB();  // the source side follows the chain's loudness
 }
 void Model::setMode(ProcessMode v) { assign(mode_, v, &Model::modeChanged); }
 void Model::setTarget(double v) { assign(target_, v, &Model::targetChanged); }

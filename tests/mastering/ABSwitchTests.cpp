@@ -131,3 +131,23 @@ TEST(ABSwitch, TheMatchIsTheChainsLoudnessAboveTheSources) {
     ASSERT_FALSE(none);
     EXPECT_EQ(none.error().code, LoudnessError::Code::tooQuiet);
 }
+
+TEST(ABSwitch, ALongFileGivesFiguresSoFarBeforeItsMatch) {
+    // Quiet then loud through a compressor that only the loud part reaches: the early figures
+    // are those of the quiet part, the match of the whole lies elsewhere.
+    auto x = twoTones(30 * 48000);
+    for (std::size_t i = 0; i < 12 * 48000; ++i) x[i] *= 0.1f;
+    const Channels mono{x};
+    MasterParams squeeze;
+    squeeze.compOn = true;
+    squeeze.compThreshold = -20, squeeze.compRatio = 4, squeeze.compMakeup = 0;
+    std::atomic<bool> cancelled{false};
+    std::vector<double> sofar;
+    const auto whole = measureLiveChain(HeldProgramme(mono, fs48), squeeze, cancelled,
+                                        [&](const LiveChainLoudness& l) { sofar.push_back(l.matchGainDB()); });
+    ASSERT_TRUE(whole);
+    ASSERT_EQ(sofar.size(), 2u);  // after about 10 and 20 s of the 30
+    EXPECT_NEAR(sofar[0], 0.0, 0.1);  // the quiet part stays under the threshold
+    EXPECT_LT(whole->matchGainDB(), -3.0);
+    EXPECT_LT(sofar[1], sofar[0] - 1.0);
+}
