@@ -325,6 +325,41 @@ TEST_F(ModelOnJack, TheABSwitchCrossesToTheSourceAtTheProcessedLoudnessWithoutAG
     EXPECT_LT(longestSilence(l, switchedAt - 36000, endAt), 4u);
 }
 
+TEST_F(ModelOnJack, PlainPlaybackHearsTheChainOnBAndTheMatchedSourceOnA) {
+    ScratchDir dir;
+    writeFloatWav(dir / "steady.wav", sine(10.0, 0.25), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "steady.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    const double file = model.selectedItem()->measured->integratedLUFS;
+    MasterParams louder = model.mp();
+    louder.compOn = true;
+    louder.compThreshold = 0, louder.compMakeup = 6;
+    model.setMp(louder);
+
+    // Plain playback starts on the source, raised to the chain's loudness once it is measured.
+    model.togglePlayback();
+    ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
+    EXPECT_TRUE(model.abSourceHeard());
+    ASSERT_TRUE(eventually([&] { return model.abMatchMeasured(); }));
+    EXPECT_NEAR(model.abMatchGainDB(), 6.0, 0.01);
+    auto reads = [&](double lufs) {
+        return eventually([&] { return model.playbackLevels() && std::fabs(model.playbackLevels()->momentary - lufs) < 0.1; });
+    };
+    EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
+    model.toggleAB();
+    EXPECT_EQ(model.globalStatus(), "A/B : B (traité)");
+    EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
+    // The chain switched off: nothing to match, the source plays as it is.
+    model.toggleAB();
+    model.setMp(MasterParams{});
+    EXPECT_TRUE(model.abMatchMeasured());
+    EXPECT_EQ(model.abMatchGainDB(), 0.0);
+    EXPECT_TRUE(reads(file)) << model.playbackLevels()->momentary;
+    model.stopPlayback();
+}
+
 // A server of its own, so that it can go away in the middle of a test.
 using ModelOnVanishingJack = WithPrivateJackServer<44100>;
 
