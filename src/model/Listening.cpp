@@ -173,6 +173,7 @@ void Model::onLiveMonitorChanged() {
         liveStreamer_.reset();
         liveMeter_.reset();
         setIsLiveMastering(false);
+        setABSourceHeard(true);  // back to the plain playback's side, as a stop does
         if (auto error = liveMonitor_->lastError())
             setGlobalStatus(text(*error));
         else  // routed again to the changed device: it does not restart on its own

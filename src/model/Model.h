@@ -148,7 +148,8 @@ public:
     const QString& liveMonitorDeviceName() const { return liveMonitorDeviceName_; }
     // The A/B switch: the source (A), played at the loudness of the chain's output, or the chain's
     // output (B); flipped while a file plays with a short crossfade, and said in the status line.
-    // Live mastering starts on B, plain playback on A.
+    // Live mastering starts on B and, once it stops, leaves the switch on A, plain playback's
+    // side until it is flipped.
     void toggleAB();
     bool abSourceHeard() const { return abSourceHeard_; }
     // dB the source side gets, and whether it is measured yet (else the best estimate).
