@@ -111,6 +111,12 @@ std::optional<LoudnessError> OnlineMasteringStreamer::initFolded(StereoSamples s
     totalFrames_ = std::int64_t(sourceL_.size());
     stateL_ = stateR_ = {};
     envDB_ = detectorRestDB;
+    sourceWeight_ = sourceHeard_.load() ? 1.0f : 0.0f;
+    appliedSourceGain_ = sourceGain_.load();
+    const double crossfadeFrames = std::max(crossfadeSeconds * renderRate_, 1.0);
+    weightStep_ = float(1.0 / crossfadeFrames);
+    // Within a thousandth of a step after the crossfade's time.
+    gainGlide_ = 1.0 - std::exp(-7.0 / crossfadeFrames);
     playhead_.store(0);
     pendingSeek_.store(-1);
     coefs_.reset(Coefs{});
@@ -140,7 +146,7 @@ void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* rig
             stateL_ = stateR_ = {};
             envDB_ = detectorRestDB;
         }
-        process(coefs, left, right, block.frames);
+        play(coefs, left, right, block.frames);
         return;
     }
     const std::int64_t seekTo = pendingSeek_.exchange(-1, std::memory_order_acquire);
@@ -159,7 +165,7 @@ void OnlineMasteringStreamer::render(std::size_t frames, float* left, float* rig
     std::copy_n(sourceR_.data() + start, n, right);
     std::fill(left + n, left + frames, 0.0f);
     std::fill(right + n, right + frames, 0.0f);
-    process(coefs, left, right, n);
+    play(coefs, left, right, n);
     const std::int64_t next = start + std::int64_t(n);
     playhead_.store(looping ? next % std::max<std::int64_t>(totalFrames_, 1) : next, std::memory_order_relaxed);
 }
@@ -175,7 +181,50 @@ void OnlineMasteringStreamer::process(const Coefs& coefs, float* left, float* ri
     if (coefs.compOn) envDB_ = compress(coefs.comp, envDB_, left, right, n);
     if (coefs.enabled)
         runCascade(coefs.filters.data() + pre, total - pre, stateL_.data() + pre, stateR_.data() + pre, left, right, n);
+}
+
+void OnlineMasteringStreamer::play(const Coefs& coefs, float* left, float* right, std::size_t n) noexcept {
+    const float weightTarget = sourceHeard_.load(std::memory_order_relaxed) ? 1.0f : 0.0f;
+    const float gainTarget = sourceGain_.load(std::memory_order_relaxed);
+    // While the source is not heard at all its gain settles at once, unheard: a crossing to it
+    // starts at the right level.
+    if (sourceWeight_ == 0.0f) appliedSourceGain_ = gainTarget;
+    if (weightTarget == 0.0f && sourceWeight_ == 0.0f) {
+        process(coefs, left, right, n);
+    } else {
+        for (std::size_t done = 0; done < n; done += sideFrames) {
+            const std::size_t m = std::min(sideFrames, n - done);
+            float* l = left + done;
+            float* r = right + done;
+            std::copy_n(l, m, dryL_.data());
+            std::copy_n(r, m, dryR_.data());
+            process(coefs, l, r, m);
+            float w = sourceWeight_;
+            double g = appliedSourceGain_;  // in double, so that the glide does not stall short of its target
+            for (std::size_t i = 0; i < m; ++i) {
+                // Linear weights that sum to one: the two sides cross at equal gain.
+                w = weightTarget > w ? std::min(w + weightStep_, weightTarget) : std::max(w - weightStep_, weightTarget);
+                g += (double(gainTarget) - g) * gainGlide_;
+                const float source = w * float(g);
+                l[i] = (1.0f - w) * l[i] + source * dryL_[i];
+                r[i] = (1.0f - w) * r[i] + source * dryR_[i];
+            }
+            sourceWeight_ = w;
+            // Settled within a millionth: the target itself, so that a steady side is exact.
+            appliedSourceGain_ = std::fabs(double(gainTarget) - g) <= 1e-6 * double(gainTarget) ? double(gainTarget) : g;
+        }
+    }
     if (LiveMeter* meter = meter_.load(std::memory_order_acquire); meter && n > 0) meter->process(left, right, n);
+}
+
+void OnlineMasteringStreamer::processBlock(float* left, float* right, std::size_t n) noexcept {
+    const ScopedDenormalFlush flushed;
+    process(coefs_.read(), left, right, n);
+}
+
+void OnlineMasteringStreamer::setSourceGain(double dB) noexcept {
+    const double linear = std::pow(10.0, dB / 20.0);
+    sourceGain_.store(std::isfinite(linear) ? float(linear) : 1.0f, std::memory_order_relaxed);
 }
 
 void OnlineMasteringStreamer::seek(double fraction) noexcept {

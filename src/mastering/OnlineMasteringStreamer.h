@@ -20,6 +20,11 @@
 // through a triple buffer (one whole coefficient set per block), the seek request and the
 // playhead as atomics. The filter memories and the compressor envelope belong to the render
 // thread; only a seek, applied by render() at the start of its next block, resets them.
+//
+// A/B: the source, as it enters the chain, can be heard in place of the chain's output, at a
+// gain that brings it to the output's loudness (setSourceHeard, setSourceGain: two atomics).
+// The chain runs on while the source is heard, so that switching back meets it in its present
+// state, and the render crosses from one side to the other over crossfadeSeconds.
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -87,6 +92,20 @@ public:
     std::int64_t totalFrames() const noexcept { return totalFrames_; }  // at the render rate
     double renderRate() const noexcept { return renderRate_; }          // Hz
 
+    // [any thread] Which side the render plays from the next block on: the source (true) or the
+    // chain's output (false, the default). The change is an equal-gain crossfade of
+    // crossfadeSeconds inside the render: no step, no gap.
+    void setSourceHeard(bool on) noexcept { sourceHeard_.store(on, std::memory_order_relaxed); }
+    bool sourceHeard() const noexcept { return sourceHeard_.load(std::memory_order_relaxed); }
+    // [any thread] The gain of the source side, dB; a new value glides over the crossfade's time.
+    void setSourceGain(double dB) noexcept;
+    static constexpr double crossfadeSeconds = 0.025;
+
+    // [one thread, while no render runs on this streamer] The chain over a block the caller
+    // hands in, in place, exactly as render() runs it, with no meter: for measuring off the
+    // real-time thread what the live chain does to a file.
+    void processBlock(float* left, float* right, std::size_t n) noexcept;
+
     // [main thread, before the stream starts] The meter each rendered block goes to, or none.
     // The streamer does not keep it alive: its owner holds it, and must stop the stream before
     // dropping or replacing it, because the render thread uses it without taking a reference
@@ -105,8 +124,13 @@ private:
         CompressorSettings comp{};
     };
     using FilterStates = std::array<kernels::SectionState, maxFilters>;
-    // [render thread] The chain and the meter over the first n frames of the block, in place.
+    // [render thread] The chain over the first n frames of the block, in place.
     void process(const Coefs& coefs, float* left, float* right, std::size_t n) noexcept;
+    // [render thread] The chain, then the side to hear (crossing over when it changed), then the
+    // meter, over the first n frames of the block, in place.
+    void play(const Coefs& coefs, float* left, float* right, std::size_t n) noexcept;
+    // Frames of the source kept aside while the chain runs over them, at a time.
+    static constexpr std::size_t sideFrames = 1024;
 
     std::vector<float> sourceL_, sourceR_;
     std::shared_ptr<ListeningStream> stream_;  // when set, the source instead of sourceL_/R_
@@ -118,10 +142,17 @@ private:
     std::atomic<std::int64_t> pendingSeek_{-1};  // a frame, or -1 when none
     std::atomic<LiveMeter*> meter_{nullptr};
     std::atomic<bool> looping_{true};
+    std::atomic<bool> sourceHeard_{false};
+    std::atomic<float> sourceGain_{1.0f};  // linear
 
     // Render thread only.
     FilterStates stateL_{}, stateR_{};
     double envDB_ = detectorRestDB;
+    float sourceWeight_ = 0;       // 0: the chain's output alone, 1: the source alone
+    double appliedSourceGain_ = 1;  // gliding towards sourceGain_
+    float weightStep_ = 1;          // per frame, from renderRate_
+    double gainGlide_ = 1;          // one-pole coefficient per frame
+    std::array<float, sideFrames> dryL_{}, dryR_{};
 };
 
 }  // namespace velmora

@@ -53,7 +53,10 @@ std::optional<std::string> FilePlaybackController::prepareStream() {
     stream_ = std::make_shared<ListeningStream>(shape_, rate);
     stream_->seekFraction(pendingFraction_);
     auto streamer = std::make_shared<OnlineMasteringStreamer>();
+    streamer->setSourceHeard(sourceHeard_);
+    streamer->setSourceGain(sourceGainDB_);
     streamer->init(stream_);
+    streamer->update(chain_, 0.0);
     streamer->setLooping(false);
     auto meter = std::make_shared<LiveMeter>();
     meter->init(rate);
@@ -113,6 +116,21 @@ void FilePlaybackController::seek(double seconds) {
     const double fraction = d > 0 ? std::clamp(seconds / d, 0.0, 1.0) : 0.0;
     if (streamer_) streamer_->seek(fraction);
     pendingFraction_ = fraction;
+}
+
+void FilePlaybackController::setChain(const MasterParams& params) {
+    if (params == chain_) return;
+    chain_ = params;
+    if (streamer_) streamer_->update(chain_, 0.0);
+}
+
+void FilePlaybackController::setAB(bool sourceHeard, double sourceGainDB) {
+    sourceHeard_ = sourceHeard;
+    sourceGainDB_ = sourceGainDB;
+    if (streamer_) {
+        streamer_->setSourceGain(sourceGainDB);
+        streamer_->setSourceHeard(sourceHeard);
+    }
 }
 
 double FilePlaybackController::duration() const {

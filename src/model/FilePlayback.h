@@ -1,10 +1,11 @@
 #pragma once
-// Plain listening to the selected file, unprocessed, on the system's default output: its own
-// output stream beside the live monitor's, so the monitoring route the user chose is never
-// changed by pressing play. The file is read as it plays (a ListeningStream: decoded, folded to
-// stereo and converted to the device's rate on a thread of its own) through the real-time
-// streamer with no stage on, and metered as it plays, so the loudness at the playhead is known.
-// Nothing is read before the first play. Main thread only.
+// Plain listening to the selected file on the system's default output: its own output stream
+// beside the live monitor's, so the monitoring route the user chose is never changed by pressing
+// play. The file is read as it plays (a ListeningStream: decoded, folded to stereo and converted
+// to the device's rate on a thread of its own) through the real-time streamer, and metered as it
+// plays, so the loudness at the playhead is known. What is heard is the A/B switch's side: the
+// source (at the gain that matches it to the chain's loudness, none while the chain does
+// nothing) or the chain's output. Nothing is read before the first play. Main thread only.
 #include <functional>
 #include <memory>
 #include <optional>
@@ -50,6 +51,11 @@ public:
     // The file's own frames at the playhead while it plays, for the spectrum; empty otherwise.
     Channels framesAtPlayhead(std::size_t n) const;
 
+    // The chain the B side plays through, and the side heard with the source side's gain (dB);
+    // heard from the next block while playing, kept for the next stream otherwise.
+    void setChain(const MasterParams& params);
+    void setAB(bool sourceHeard, double sourceGainDB);
+
     // Runs on the output's event thread when its device changes or goes away.
     void setChangeHandler(std::function<void()> handler);
     // Whether any output exists to play to.
@@ -65,6 +71,9 @@ private:
     std::shared_ptr<OnlineMasteringStreamer> streamer_;
     std::shared_ptr<LiveMeter> meter_;
     StreamShape shape_;
+    MasterParams chain_;
+    bool sourceHeard_ = true;
+    double sourceGainDB_ = 0;
     double pendingFraction_ = 0;  // where playback stands while it is not playing (0 … 1)
     bool playing_ = false;
 };

@@ -11,6 +11,7 @@
 
 #include "audio/ChannelLabels.h"
 #include "audio/NumberFormat.h"
+#include "measurement/StreamingMeter.h"
 #include "model/AlbumJob.h"
 #include "model/MasterNames.h"
 #include "model/MasterTask.h"
@@ -393,6 +394,20 @@ void Model::startMultiMaster() {
 
 // --- A/B excerpts ---------------------------------------------------------------------------------
 
+namespace {
+
+// The integrated loudness of an excerpt as written, read back from its file: what a player will
+// play, rounding of the samples included. Nothing when it cannot be read or is too quiet.
+std::optional<double> writtenLoudness(const std::string& path, std::span<const double> weights) {
+    LoudnessAnalyzer analyzer({}, false);
+    const auto read = readAudioFile(path, &analyzer);
+    if (!read || read->channelCount() != weights.size()) return std::nullopt;
+    const double loudness = analyzer.result(weights).integratedLUFS;
+    return std::isfinite(loudness) ? std::optional(loudness) : std::nullopt;
+}
+
+}  // namespace
+
 void Model::generateAB() {
     const FileItem* item = selectedItem();
     if (!measuredAndFinite(item)) {
@@ -415,13 +430,23 @@ void Model::generateAB() {
     const auto weights = resolveChannelWeights(int(item->channelCount()), layout_, channelOrder_, item->declaredPositions);
     startJob([this, request, source, weights] {
         auto files = generateABExcerpts(*source, weights, request);
-        post([this, ok = bool(files), paths = files ? QStringList{QString::fromStdString(files->before),
-                                                                   QString::fromStdString(files->after)}
-                                                    : QStringList{}] {
+        // The two are not level-matched on purpose (the after one is brought to the target): the
+        // listener is told how far apart they are, as measured on the files themselves.
+        std::optional<double> apart;
+        if (files) {
+            const auto before = writtenLoudness(files->before, weights), after = writtenLoudness(files->after, weights);
+            if (before && after) apart = std::fabs(*after - *before);
+        }
+        post([this, ok = bool(files), apart, paths = files ? QStringList{QString::fromStdString(files->before),
+                                                                          QString::fromStdString(files->after)}
+                                                           : QStringList{}] {
             setIsPreviewing(false);
             setBusy(false);
             if (ok) {
-                setGlobalStatus(QStringLiteral("Extraits A/B créés ✓ (ouverts dans le gestionnaire de fichiers)"));
+                const QString gap = apart ? QStringLiteral("écart de sonie : ") + oneDecimal(*apart) + QStringLiteral(" LU")
+                                          : QStringLiteral("écart de sonie non mesurable");
+                setGlobalStatus(QStringLiteral("Extraits A/B créés ✓ — ") + gap +
+                                QStringLiteral(" (ouverts dans le gestionnaire de fichiers)"));
                 if (choosers_) choosers_->reveal(paths);
             } else {
                 setGlobalStatus(QStringLiteral("Échec de la génération des extraits."));

@@ -7,7 +7,9 @@
 #include "audio/LiveMonitor.h"
 #include "audio/TestSine.h"
 #include "measurement/Diagnostics.h"
+#include "audio/NumberFormat.h"
 #include "mastering/OnlineMasteringStreamer.h"
+#include "model/ABMatch.h"
 #include "model/FilePlayback.h"
 #include "model/Model.h"
 
@@ -127,8 +129,11 @@ void Model::startLiveMastering() {
         setIsPlaybackPlaying(false);
     }
     // Read from the file as it plays, looping, whatever its length: decoding starts now on its
-    // own thread, and the stream plays silence until the first frames are there.
+    // own thread, and the stream plays silence until the first frames are there. Live mastering
+    // is for hearing the chain: it starts on B.
+    setABSourceHeard(false);
     auto streamer = std::make_shared<OnlineMasteringStreamer>();
+    streamer->setSourceHeard(false);
     streamer->init(std::make_shared<ListeningStream>(shapeOf(*item), liveMonitor().deviceSampleRate(), 0, true));
     streamer->update(mp_, 0.0);
     auto meter = std::make_shared<LiveMeter>();
@@ -136,6 +141,7 @@ void Model::startLiveMastering() {
     streamer->setLiveMeter(meter);
     liveStreamer_ = streamer;
     liveMeter_ = meter;
+    matchAB();
     const bool started = liveMonitor().start(streamer);
     setIsLiveMastering(started);
     if (started) {
@@ -155,6 +161,7 @@ void Model::stopLiveMastering() {
     liveStreamer_.reset();
     liveMeter_.reset();
     setIsLiveMastering(false);
+    setABSourceHeard(true);  // back to the plain playback's side
     setGlobalStatus(QStringLiteral("Master Live OFF"));
 }
 
@@ -166,6 +173,7 @@ void Model::onLiveMonitorChanged() {
         liveStreamer_.reset();
         liveMeter_.reset();
         setIsLiveMastering(false);
+        setABSourceHeard(true);  // back to the plain playback's side, as a stop does
         if (auto error = liveMonitor_->lastError())
             setGlobalStatus(text(*error));
         else  // routed again to the changed device: it does not restart on its own
@@ -188,6 +196,8 @@ void Model::togglePlayback() {
         return;
     }
     playback_->load(shapeOf(*item));
+    playback_->setChain(mp_);
+    matchAB();
     if (auto failure = playback_->play()) setGlobalStatus(text(*failure));
     setIsPlaybackPlaying(playback_->isPlaying());
 }
@@ -278,6 +288,67 @@ void Model::onPlaybackTick() {
             setGlobalStatus(QStringLiteral("Master Live : ") + text(error->message()));
         }
     emit playbackTick();
+}
+
+// --- A/B ---------------------------------------------------------------------------------------
+
+namespace {
+
+// "−3.2": the minus of typography, as the rest of a French sentence.
+QString signedDB(double dB) {
+    QString s = QString::fromStdString(formatSignedOneDecimal(dB));
+    if (s.startsWith(QLatin1Char('-'))) s.replace(0, 1, QChar(0x2212));
+    return s;
+}
+
+}  // namespace
+
+void Model::setABSourceHeard(bool v) { assign(abSourceHeard_, v, &Model::abSourceHeardChanged); }
+
+double Model::abMatchGainDB() const { return abMatcher_ ? abMatcher_->gainDB() : 0.0; }
+
+bool Model::abMatchMeasured() const { return !abMatcher_ || abMatcher_->measured(); }
+
+void Model::matchAB() {
+    // The file that plays: live mastering's stream, or plain playback's while it plays.
+    std::string path;
+    if (liveStreamer_ && liveStreamer_->stream()) path = liveStreamer_->stream()->shape().path;
+    else if (playback_ && playback_->loaded()) path = playback_->loadedPath();
+    const auto it = std::find_if(queue_.begin(), queue_.end(), [&](const FileItem& i) { return i.url == path; });
+    if (path.empty() || it == queue_.end()) return;
+    if (!abMatcher_) abMatcher_ = std::make_unique<ABMatcher>([this](std::function<void()> change) { post(std::move(change)); });
+    abMatcher_->request(*it, mp_, [this] {
+        applyAB();
+        // Said when it changes what is heard; B plays as it was.
+        if (abSourceHeard_ && (isLiveMastering_ || isPlaybackPlaying_)) setGlobalStatus(abStatus());
+    });
+    applyAB();
+}
+
+void Model::applyAB() {
+    const double gain = abMatchGainDB();
+    if (liveStreamer_) {
+        liveStreamer_->setSourceGain(gain);
+        liveStreamer_->setSourceHeard(abSourceHeard_);
+    }
+    if (playback_) playback_->setAB(abSourceHeard_, gain);
+}
+
+QString Model::abStatus() const {
+    if (!abSourceHeard_) return QStringLiteral("A/B : B (traité)");
+    if (abMatcher_ && abMatcher_->failure())
+        return QStringLiteral("A/B : source non ajustée, sonie du traitement non mesurée : ") + *abMatcher_->failure();
+    QString line = QStringLiteral("A/B : source ajustée de %1 dB pour l'égalité de sonie").arg(signedDB(abMatchGainDB()));
+    if (!abMatchMeasured()) line += QStringLiteral(" (estimation : sonie du traitement en cours de mesure)");
+    return line;
+}
+
+void Model::toggleAB() {
+    setABSourceHeard(!abSourceHeard_);
+    matchAB();
+    if (isLiveMastering_ || isPlaybackPlaying_) setGlobalStatus(abStatus());
+    else setGlobalStatus(abSourceHeard_ ? QStringLiteral("A/B : A (source) à la prochaine écoute")
+                                        : QStringLiteral("A/B : B (traité) à la prochaine écoute"));
 }
 
 void Model::setIsLiveMastering(bool v) {

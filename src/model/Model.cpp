@@ -12,6 +12,7 @@
 #include "audio/AudioFileReader.h"
 #include "audio/LiveMonitor.h"
 #include "mastering/OnlineMasteringStreamer.h"
+#include "model/ABMatch.h"
 #include "model/FilePlayback.h"
 #include "model/MasterNames.h"
 #include "measurement/FileAnalysis.h"
@@ -446,7 +447,9 @@ void Model::setShowMultiMaster(bool v) { assign(showMultiMaster_, v, &Model::sho
 void Model::setMp(const MasterParams& v) {
     // Heard from the next block while live mastering plays.
     if (isLiveMastering_ && liveStreamer_ && !(mp_ == v)) liveStreamer_->update(v, 0.0);
+    if (playback_) playback_->setChain(v);
     assign(mp_, v, &Model::mpChanged);
+    if (isLiveMastering_ || isPlaybackPlaying_) matchAB();  // the source side follows the chain's loudness
 }
 void Model::setMode(ProcessMode v) { assign(mode_, v, &Model::modeChanged); }
 void Model::setTarget(double v) { assign(target_, v, &Model::targetChanged); }

@@ -31,6 +31,7 @@
 
 namespace velmora {
 
+class ABMatcher;
 class FilePlaybackController;
 class LiveMonitor;
 class OnlineMasteringStreamer;
@@ -145,6 +146,15 @@ public:
     // 4096 frames at the play position; otherwise the selected file's stored spectrum.
     std::vector<float> displaySpectrum() const;
     const QString& liveMonitorDeviceName() const { return liveMonitorDeviceName_; }
+    // The A/B switch: the source (A), played at the loudness of the chain's output, or the chain's
+    // output (B); flipped while a file plays with a short crossfade, and said in the status line.
+    // Live mastering starts on B and, once it stops, leaves the switch on A, plain playback's
+    // side until it is flipped.
+    void toggleAB();
+    bool abSourceHeard() const { return abSourceHeard_; }
+    // dB the source side gets, and whether it is measured yet (else the best estimate).
+    double abMatchGainDB() const;
+    bool abMatchMeasured() const;
 
     // --- Settings and user presets ---------------------------------------------------------
     void loadUserPresets();
@@ -269,6 +279,7 @@ signals:
     void isLiveMasteringChanged();
     void isPlaybackPlayingChanged();
     void liveMonitorDeviceNameChanged();
+    void abSourceHeardChanged();
     // About twenty times a second while something plays: the position and the meter moved.
     void playbackTick();
     // One item changed (status, info, measurement); queueChanged follows too.
@@ -318,6 +329,11 @@ private:
     // The file playback's output changed or went away: stop and say why.
     void onPlaybackOutputChanged();
     FilePlaybackController& playback();
+    void setABSourceHeard(bool v);
+    // Asks for the loudness match of what plays now, and hands the side and its gain to it.
+    void matchAB();
+    void applyAB();
+    QString abStatus() const;
     std::optional<bool> hasAudioOutput_;  // asked once, again after a device change
 
     void queuePaths(const std::vector<std::string>& paths);  // addFiles, in bytes
@@ -378,6 +394,8 @@ private:
     std::unique_ptr<FilePlaybackController> playback_;
     std::unique_ptr<LiveMonitor> liveMonitor_;
     QTimer playbackTimer_;
+    bool abSourceHeard_ = true;
+    std::unique_ptr<ABMatcher> abMatcher_;  // first to go: its threads post to this model
 };
 
 }  // namespace velmora

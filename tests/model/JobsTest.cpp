@@ -244,9 +244,19 @@ TEST(ModelJobs, SaveAndABExcerpts) {
     EXPECT_EQ(model.globalStatus(), "Génération des extraits A/B…");
     ASSERT_TRUE(waitIdle(model));
     EXPECT_FALSE(model.isPreviewing());
-    EXPECT_EQ(model.globalStatus(), "Extraits A/B créés ✓ (ouverts dans le gestionnaire de fichiers)");
+    const QString excerpts = model.globalStatus();
     EXPECT_EQ(choosers.revealed, (QStringList{q(dir / "voice_AB_AVANT.wav"), q(dir / "voice_AB_APRES.wav")}));
     EXPECT_TRUE(fs::exists(dir / "voice_AB_APRES.wav"));
+    // The status line says how far apart the two are, as the analysis of the files finds them.
+    model.addFiles({q(dir / "voice_AB_AVANT.wav"), q(dir / "voice_AB_APRES.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    const auto& queued = model.queue();
+    ASSERT_GE(queued.size(), 2u);
+    const double before = queued[queued.size() - 2].measured->integratedLUFS;
+    const double after = queued.back().measured->integratedLUFS;
+    EXPECT_GT(std::fabs(after - before), 0.5) << "the after excerpt is brought to the target";
+    EXPECT_EQ(excerpts, QStringLiteral("Extraits A/B créés ✓ — écart de sonie : %1 LU (ouverts dans le gestionnaire de fichiers)")
+                            .arg(std::fabs(after - before), 0, 'f', 1));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <jack/jack.h>
 #include <jack/metadata.h>
 #include "audio/OutputDevice.h"
+#include "measurement/StreamingMeter.h"
 #include "model/Model.h"
 #include "support/TestSupport.h"
 
@@ -203,6 +204,160 @@ TEST_F(ModelOnJack, APausedPlayheadMovesWithASeekAndTheSpectrumFollowsIt) {
     EXPECT_GT(late[222], late[85]);
     model.stopPlayback();
     EXPECT_DOUBLE_EQ(model.playPosition(), 0.0);
+}
+
+// Integrated loudness of frames [from, to) of a pair as the probe recorded them.
+double loudnessOf(const std::vector<float>& l, const std::vector<float>& r, std::size_t from, std::size_t to) {
+    LoudnessAnalyzer analyzer({}, false);
+    analyzer.prepare(2, 48000, to - from);
+    analyzer.feed({l.data() + from, r.data() + from}, to - from);
+    analyzer.wait();
+    const std::vector<double> weights{1.0, 1.0};
+    return analyzer.result(weights).integratedLUFS;
+}
+
+float largestStep(const std::vector<float>& x, std::size_t from, std::size_t to) {
+    float worst = 0;
+    for (std::size_t i = from + 1; i < to; ++i) worst = std::max(worst, std::fabs(x[i] - x[i - 1]));
+    return worst;
+}
+
+// The RMS of the frame-to-frame differences over the RMS of the signal: grows with the share
+// of high frequencies.
+double brightness(const std::vector<float>& x, std::size_t from, std::size_t to) {
+    double level = 0, change = 0;
+    for (std::size_t i = from + 1; i < to; ++i) {
+        level += double(x[i]) * x[i];
+        change += double(x[i] - x[i - 1]) * (x[i] - x[i - 1]);
+    }
+    return std::sqrt(change / level);
+}
+
+// The longest run of frames below -100 dBFS in [from, to).
+std::size_t longestSilence(const std::vector<float>& x, std::size_t from, std::size_t to) {
+    std::size_t run = 0, longest = 0;
+    for (std::size_t i = from; i < to; ++i) {
+        run = std::fabs(x[i]) < 1e-5f ? run + 1 : 0;
+        longest = std::max(longest, run);
+    }
+    return longest;
+}
+
+TEST_F(ModelOnJack, TheABSwitchCrossesToTheSourceAtTheProcessedLoudnessWithoutAGap) {
+    // 200 Hz and 5 kHz: a whole number of their common period (240 frames) in the file, so the
+    // loop goes on without a seam and any frame of the source can be found again by its phase.
+    const std::size_t period = 240, frames = 6 * 48000;
+    std::vector<float> tone(frames);
+    for (std::size_t i = 0; i < frames; ++i)
+        tone[i] = float(0.2 * std::sin(2 * M_PI * 200 * double(i) / 48000) + 0.1 * std::sin(2 * M_PI * 5000 * double(i) / 48000));
+    ScratchDir dir;
+    writeFloatWav(dir / "tones.wav", {tone, tone}, 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "tones.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    // Louder and brighter: 6 dB of make-up under a threshold it never reaches, and a shelf.
+    MasterParams chain = model.mp();
+    chain.compOn = true;
+    chain.compThreshold = 0, chain.compMakeup = 6;
+    chain.eqOn = true;
+    chain.hsGain = 6;
+    chain.hsFreq = 3000;
+    model.setMp(chain);
+
+    ProbeClient probe(server->name(), "probe", 2, 48000 * 30);
+    ASSERT_TRUE(probe.open());
+    model.setLiveMonitorDeviceUID("JACK:probe");
+    model.startLiveMastering();
+    ASSERT_TRUE(model.isLiveMastering()) << model.globalStatus().toStdString();
+    EXPECT_FALSE(model.abSourceHeard());  // live mastering starts on the processed side
+    // Until the chain's render is measured the status line says the match is an estimate.
+    ASSERT_FALSE(model.abMatchMeasured());
+    model.toggleAB();
+    EXPECT_EQ(model.globalStatus(),
+              "A/B : source ajustée de +0.0 dB pour l'égalité de sonie (estimation : sonie du traitement en cours de mesure)");
+    model.toggleAB();
+    ASSERT_TRUE(eventually([&] { return model.abMatchMeasured(); }));
+    const double gainDB = model.abMatchGainDB();
+    EXPECT_GT(gainDB, 6.5);  // the processed side is louder: the source is raised to it
+    ASSERT_TRUE(probe.receiveMore(48000));
+    const std::size_t switchedAt = probe.frames();
+    model.toggleAB();
+    EXPECT_TRUE(model.abSourceHeard());
+    EXPECT_EQ(model.globalStatus(), QStringLiteral("A/B : source ajustée de +%1 dB pour l'égalité de sonie").arg(gainDB, 0, 'f', 1));
+    ASSERT_TRUE(probe.receiveMore(48000 + 24000));
+    const std::size_t backAt = probe.frames();
+    model.toggleAB();
+    EXPECT_EQ(model.globalStatus(), "A/B : B (traité)");
+    ASSERT_TRUE(probe.receiveMore(48000 + 24000));
+    const std::size_t endAt = probe.frames();
+    model.stopLiveMastering();
+    const auto l = probe.recorded(0), r = probe.recorded(1);
+
+    // The processed side before, the source after: the same loudness.
+    const double processed = loudnessOf(l, r, switchedAt - 36000, switchedAt - 1200);
+    const double source = loudnessOf(l, r, backAt - 36000, backAt);
+    const double again = loudnessOf(l, r, endAt - 36000, endAt);
+    EXPECT_NEAR(source, processed, 0.2) << probe.xruns() << " xruns";
+    EXPECT_NEAR(again, processed, 0.05);
+    // Level matched, the tone differs: the shelf leaves more of the processed side in its
+    // frame-to-frame changes, where the high tone lies.
+    EXPECT_GT(brightness(l, switchedAt - 36000, switchedAt), 1.2 * brightness(l, backAt - 36000, backAt));
+
+    // The source side is the file's frames times the match: find their phase, then compare.
+    const float gain = float(std::pow(10.0, gainDB / 20));
+    const std::size_t from = backAt - 36000;
+    std::size_t phase = 0;
+    float best = 1e9f;
+    for (std::size_t p = 0; p < period; ++p) {
+        float worst = 0;
+        for (std::size_t i = 0; i < 2 * period; ++i) worst = std::max(worst, std::fabs(l[from + i] - gain * tone[(p + i) % frames]));
+        if (worst < best) best = worst, phase = p;
+    }
+    float worst = 0;
+    for (std::size_t i = 0; i < 36000; ++i) worst = std::max(worst, std::fabs(l[from + i] - gain * tone[(phase + i) % frames]));
+    EXPECT_LT(worst, 1e-5f);
+
+    // Across both switches: no step beyond either side's own, and no silence.
+    const float own = std::max(largestStep(l, switchedAt - 36000, switchedAt), largestStep(l, backAt - 36000, backAt));
+    EXPECT_LE(largestStep(l, switchedAt, backAt - 36000), own * 1.02f);
+    EXPECT_LE(largestStep(l, backAt, endAt - 36000), own * 1.02f);
+    EXPECT_LT(longestSilence(l, switchedAt - 36000, endAt), 4u);
+}
+
+TEST_F(ModelOnJack, PlainPlaybackHearsTheChainOnBAndTheMatchedSourceOnA) {
+    ScratchDir dir;
+    writeFloatWav(dir / "steady.wav", sine(10.0, 0.25), 48000);
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    model.addFiles({q(dir / "steady.wav")});
+    ASSERT_TRUE(waitIdle(model));
+    const double file = model.selectedItem()->measured->integratedLUFS;
+    MasterParams louder = model.mp();
+    louder.compOn = true;
+    louder.compThreshold = 0, louder.compMakeup = 6;
+    model.setMp(louder);
+
+    // Plain playback starts on the source, raised to the chain's loudness once it is measured.
+    model.togglePlayback();
+    ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
+    EXPECT_TRUE(model.abSourceHeard());
+    ASSERT_TRUE(eventually([&] { return model.abMatchMeasured(); }));
+    EXPECT_NEAR(model.abMatchGainDB(), 6.0, 0.01);
+    auto reads = [&](double lufs) {
+        return eventually([&] { return model.playbackLevels() && std::fabs(model.playbackLevels()->momentary - lufs) < 0.1; });
+    };
+    EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
+    model.toggleAB();
+    EXPECT_EQ(model.globalStatus(), "A/B : B (traité)");
+    EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
+    // The chain switched off: nothing to match, the source plays as it is.
+    model.toggleAB();
+    model.setMp(MasterParams{});
+    EXPECT_TRUE(model.abMatchMeasured());
+    EXPECT_EQ(model.abMatchGainDB(), 0.0);
+    EXPECT_TRUE(reads(file)) << model.playbackLevels()->momentary;
+    model.stopPlayback();
 }
 
 // A server of its own, so that it can go away in the middle of a test.

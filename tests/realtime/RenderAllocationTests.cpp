@@ -72,7 +72,7 @@ TEST(AllocationGuard, SeesEveryKindOfAllocationOnTheArmedThreadOnly) {
     other.join();
 }
 
-TEST(RealTimeRender, TenThousandBlocksWithChangesAndSeeksAllocateNothing) {
+TEST(RealTimeRender, TenThousandBlocksWithChangesSeeksAndABFlipsAllocateNothing) {
     constexpr double fs = 48000;
     std::vector<float> left(5 * 48000), right(left.size());
     for (std::size_t i = 0; i < left.size(); ++i) {
@@ -112,6 +112,9 @@ TEST(RealTimeRender, TenThousandBlocksWithChangesAndSeeksAllocateNothing) {
     while (rendering) {
         const int b = rendered.load(std::memory_order_relaxed);
         streamer->update(everyStage(double(b % 7)), b % 3 ? 0.0 : -2.0);
+        // A/B flips and new matches, mid-fade too.
+        streamer->setSourceHeard(b % 4 < 2);
+        streamer->setSourceGain(double(b % 9) - 4.0);
         if (changes % 5 == 0) {
             streamer->seek(double(b % 11) / 10.0);
             ++seeks;

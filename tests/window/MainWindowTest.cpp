@@ -38,6 +38,7 @@
 #include "ui/StudioSegmentButton.h"
 #include "ui/VerticalMeter.h"
 #include "ui/WaveformView.h"
+#include "ui/window/ABSwitch.h"
 #include "ui/window/ActionBar.h"
 #include "ui/window/ChainSection.h"
 #include "ui/window/Controls.h"
@@ -177,6 +178,45 @@ TEST(MainWindow, HelpButtonOpensTheGuide) {
     EXPECT_TRUE(labels.front()->text().contains("Déposez vos fichiers"));
     keepScreenshot(w.header()->guide()->grab().toImage(), "guide");
     w.header()->guide()->close();
+}
+
+TEST(MainWindow, TheAKeyFlipsTheABSwitchButTypesInTheFields) {
+    FixedChoosers choosers;
+    Model model(nullptr, &choosers);
+    MainWindow w(model);
+    w.show();
+    QApplication::setActiveWindow(&w);
+    QCoreApplication::processEvents();
+    window::ABSwitch* ab = w.transport()->abSwitch();
+    EXPECT_EQ(ab->accessibleName(), "Comparaison A/B");
+    EXPECT_EQ(ab->toolTip(), "A : source, à la sonie du traitement · B : traité (touche A)");
+    ASSERT_TRUE(ab->sourceHeard());
+    EXPECT_EQ(ab->text(), "A");
+
+    w.fileList()->rows()->setFocus();
+    QTest::keyClick(w.fileList()->rows(), Qt::Key_A);
+    EXPECT_FALSE(model.abSourceHeard());
+    EXPECT_EQ(ab->text(), "B");
+    EXPECT_EQ(ab->accessibleDescription(), "B : traité entendu");
+    EXPECT_EQ(model.globalStatus(), "A/B : B (traité) à la prochaine écoute");
+    // Ctrl+A belongs to whoever selects all.
+    QTest::keyClick(w.fileList()->rows(), Qt::Key_A, Qt::ControlModifier);
+    EXPECT_FALSE(model.abSourceHeard());
+
+    // In a text field the letter is a letter, whatever its case.
+    w.sideTabs()->setTab(window::PresetTab::presets);
+    QLineEdit* field = w.sideTabs()->presetNameField();
+    field->setFocus();
+    QTest::keyClicks(field, "aA");
+    EXPECT_EQ(field->text(), "aA");
+    EXPECT_FALSE(model.abSourceHeard());
+    EXPECT_EQ(ab->text(), "B");
+
+    // A click on the switch flips it as the key does.
+    ab->click();
+    EXPECT_TRUE(model.abSourceHeard());
+    EXPECT_EQ(ab->text(), "A");
+    EXPECT_EQ(model.globalStatus(), "A/B : A (source) à la prochaine écoute");
 }
 
 // The session, the space bar and live mastering need an output: a private JACK server.
@@ -644,7 +684,11 @@ TEST_F(WindowSession, UtilitiesWriteTheCalibrationNoiseAndShowThePadCheck) {
     // A/B excerpts beside the source, revealed.
     w.sideTabs()->abButton()->click();
     ASSERT_TRUE(waitIdle(*model, 120));
-    EXPECT_EQ(model->globalStatus(), "Extraits A/B créés ✓ (ouverts dans le gestionnaire de fichiers)");
+    // With how far apart the two are, one decimal.
+    EXPECT_TRUE(QRegularExpression("^Extraits A/B créés ✓ — écart de sonie : \\d+\\.\\d LU \\(ouverts dans le gestionnaire de fichiers\\)$")
+                    .match(model->globalStatus())
+                    .hasMatch())
+        << model->globalStatus().toStdString();
     EXPECT_EQ(choosers.revealed.size(), 2);
 }
 

@@ -30,10 +30,14 @@ bool SpaceBarFilter::isTextField(const QWidget* w) {
 bool SpaceBarFilter::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) return false;
     auto* key = static_cast<QKeyEvent*>(event);
-    if (key->key() != Qt::Key_Space) return false;
+    if (key->key() != Qt::Key_Space && key->key() != Qt::Key_A) return false;
     if (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) return false;
     if (isTextField(QApplication::focusWidget()) || isTextField(qobject_cast<QWidget*>(watched))) return false;
     if (QApplication::activePopupWidget() || QApplication::activeModalWidget()) return false;
+    if (key->key() == Qt::Key_A) {
+        if (event->type() == QEvent::KeyPress && !key->isAutoRepeat()) model_.toggleAB();
+        return true;
+    }
     if (model_.busy()) return false;
     // The press toggles once however long the key is held; its release and repeats are eaten so
     // a focused button does not also take the space for itself.

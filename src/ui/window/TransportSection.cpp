@@ -8,6 +8,7 @@
 #include "ui/StudioPanel.h"
 #include "ui/StudioTheme.h"
 #include "ui/WaveformView.h"
+#include "ui/window/ABSwitch.h"
 #include "ui/window/Controls.h"
 #include "ui/window/WindowText.h"
 
@@ -54,6 +55,9 @@ TransportSection::TransportSection(Model& model, QWidget* parent) : QWidget(pare
                             loudness_->fontMetrics().height());
     row->addWidget(loudness_);
     row->addStretch(1);
+    ab_ = new ABSwitch(panel_);
+    row->addWidget(ab_);
+    row->addSpacing(6);
     live_ = new LiveSwitch(panel_);
     row->addWidget(live_);
     layout->addLayout(row);
@@ -69,6 +73,9 @@ TransportSection::TransportSection(Model& model, QWidget* parent) : QWidget(pare
         if (model_.isLiveMastering()) model_.stopLiveMastering();
         else model_.startLiveMastering();
     });
+    connect(ab_, &QAbstractButton::clicked, this, [this] { model_.toggleAB(); });
+    connect(&model, &Model::abSourceHeardChanged, this, [this] { ab_->setSourceHeard(model_.abSourceHeard()); });
+    ab_->setSourceHeard(model_.abSourceHeard());
     // Plain playback or, while live mastering runs, the streamer: the model knows which.
     connect(waveform_, &WaveformView::seekRequested, this, [this](double fraction) { model_.seekPlayback(fraction); });
 

@@ -1,8 +1,8 @@
 #pragma once
 // Section 6 of the window: the selected file's waveform with the play position (a click or a
 // drag seeks), and under it the transport, the clock, "LECTURE" (or "Aucune sortie audio" when
-// there is nowhere to play), the loudness at the playhead while the file plays, and the
-// READY/LIVE switch.
+// there is nowhere to play), the loudness at the playhead while the file plays, the A/B switch
+// and the READY/LIVE switch.
 #include <QWidget>
 
 class QLabel;
@@ -15,6 +15,7 @@ class WaveformView;
 
 namespace window {
 
+class ABSwitch;
 class IconButton;
 class LiveSwitch;
 
@@ -33,6 +34,7 @@ public:
     IconButton* playButton() const { return play_; }
     IconButton* toEndButton() const { return toEnd_; }
     LiveSwitch* liveSwitch() const { return live_; }
+    ABSwitch* abSwitch() const { return ab_; }
     QLabel* clock() const { return clock_; }
     QLabel* playingLabel() const { return lecture_; }
     QLabel* playheadLoudness() const { return loudness_; }
@@ -48,6 +50,7 @@ private:
     QLabel* clock_;
     QLabel* lecture_;
     QLabel* loudness_;
+    ABSwitch* ab_;
     LiveSwitch* live_;
 };
 
