@@ -98,6 +98,7 @@ struct Words {
     const char* truncated;  // after the duration of a source cut short
     const char* customTarget;  // the target's label when it is not the norm's
     const char* customBase;    // "… (base : <norm>)", the norm a custom target started from
+    const char* baseNorm;      // stands for "Preset" beside a custom target
 };
 
 constexpr Words french{
@@ -149,6 +150,7 @@ constexpr Words french{
     " (tronqué)",
     "Cible personnalisée",
     "Personnalisé (base : %1)",
+    "Norme de base",
 };
 
 constexpr Words english{
@@ -201,6 +203,7 @@ constexpr Words english{
     " (truncated)",
     "Custom target",
     "Custom (base: %1)",
+    "Base standard",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -357,9 +360,10 @@ private:
         fact(xMid, 162, quarter - 10, w_.sampleRate, qs(formatOneDecimal(in_.sampleRate / 1000.0)) + " kHz");
         fact(xMid + quarter, 162, quarter - 10, "Format", qs(bits));
 
-        fact(x0, 194, xMid - x0 - 14, w_.preset, normName());
-        // Narrow columns sized to their longest label in either language.
-        fact(xMid, 194, 74, custom_ ? w_.customTarget : w_.target, qs(formatOneDecimal(in_.target)) + ' ' + unit_);
+        fact(x0, 194, xMid - x0 - 14, custom_ ? w_.baseNorm : w_.preset, qs(norm_.label));
+        // Narrow columns sized to their longest label in either language; the custom target's
+        // label takes the gutter too.
+        fact(xMid, 194, custom_ ? 81 : 74, custom_ ? w_.customTarget : w_.target, qs(formatOneDecimal(in_.target)) + ' ' + unit_);
         fact(xMid + 82, 194, 74, w_.ceiling, qs(formatOneDecimal(in_.ceiling)) + " dBTP");
         fact(xMid + 164, 194, 78, w_.gain, qs(formatSignedOneDecimal(in_.gainDB)) + " dB");
         y_ = panel.bottom();
