@@ -182,18 +182,13 @@ QString stepName(const QString& caption) {
                                       QStringLiteral("LU"),  QStringLiteral("EQ"),  QStringLiteral("Q"),
                                       QStringLiteral("TP")};
     static const QRegularExpression word(QStringLiteral("\\w+"), QRegularExpression::UseUnicodePropertiesOption);
-    static const QRegularExpression gap(QStringLiteral("\\W"), QRegularExpression::UseUnicodePropertiesOption);
     QString out = caption;
     for (auto it = word.globalMatch(caption); it.hasNext();) {
         const auto match = it.next();
         if (!acronyms.contains(match.captured())) out.replace(match.capturedStart(), match.capturedLength(), match.captured().toLower());
     }
-    for (qsizetype i = 0; i < out.size(); ++i)
-        if (out[i].isLetter()) {
-            if (!acronyms.contains(caption.mid(i).section(gap, 0, 0)))
-                out[i] = out[i].toUpper();
-            break;
-        }
+    // A sentence starts with a capital; "5 bandes" starts with its figure.
+    if (!out.isEmpty() && out[0].isLetter()) out[0] = out[0].toUpper();
     return out;
 }
 
