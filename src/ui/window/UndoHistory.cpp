@@ -1,6 +1,6 @@
 #include "ui/window/UndoHistory.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QRegularExpression>
 #include <QScopedValueRollback>
@@ -68,7 +68,7 @@ UndoHistory& UndoHistory::of(Model& model) {
 
 UndoHistory::UndoHistory(Model& model) : QObject(&model), model_(model), lastMp_(model.mp()) {
     connect(&model, &Model::mpChanged, this, &UndoHistory::chainChanged);
-    if (qApp) qApp->installEventFilter(this);
+    if (auto* app = QCoreApplication::instance()) app->installEventFilter(this);
 }
 
 bool UndoHistory::eventFilter(QObject*, QEvent* event) {
