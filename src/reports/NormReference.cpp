@@ -9,15 +9,27 @@
 namespace velmora {
 
 NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm, std::optional<double> targetMissedLUFS) {
+    return normVerdict(after, norm, norm.lufs, norm.ceiling, targetMissedLUFS);
+}
+
+NormVerdict normVerdict(const LoudnessResult& after, const Preset& norm, double targetLUFS, double ceilingDB,
+                        std::optional<double> targetMissedLUFS) {
     const double i = after.integratedLUFS;
     const double tp = after.truePeakDB;
     const bool integratedOK = !targetMissedLUFS && std::isfinite(i) &&
-                              std::abs(i - norm.lufs) <= norm.toleranceLU + displayRoundingMargin;
-    const bool truePeakOK = std::isfinite(tp) && tp <= norm.ceiling + displayRoundingMargin;
+                              std::abs(i - targetLUFS) <= norm.toleranceLU + displayRoundingMargin;
+    const bool truePeakOK = std::isfinite(tp) && tp <= ceilingDB + displayRoundingMargin;
     if (integratedOK && truePeakOK) return {true, VerdictReason::onTarget};
     if (truePeakOK) return {false, VerdictReason::loudnessOff};
     if (integratedOK) return {false, VerdictReason::peakOver};
     return {false, VerdictReason::both};
+}
+
+bool isCustomTarget(const Preset& norm, double targetLUFS, double ceilingDB) {
+    // The controls move in 0.1 dB steps at the finest: anything closer is the norm's own value
+    // read back through a setting.
+    constexpr double sameValue = 0.005;
+    return std::abs(targetLUFS - norm.lufs) > sameValue || std::abs(ceilingDB - norm.ceiling) > sameValue;
 }
 
 namespace {

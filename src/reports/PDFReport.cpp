@@ -96,6 +96,9 @@ struct Words {
     const char* noEvents;
     const char* moreEvents;
     const char* truncated;  // after the duration of a source cut short
+    const char* customTarget;  // the target's label when it is not the norm's
+    const char* customBase;    // "… (base : <norm>)", the norm a custom target started from
+    const char* baseNorm;      // stands for "Preset" beside a custom target
 };
 
 constexpr Words french{
@@ -145,6 +148,9 @@ constexpr Words french{
     "Aucun dépassement ni écrêtage.",
     "… et %1 autres dans le rapport texte",
     " (tronqué)",
+    "Cible personnalisée",
+    "Personnalisé (base : %1)",
+    "Norme de base",
 };
 
 constexpr Words english{
@@ -195,6 +201,9 @@ constexpr Words english{
     "No over and no clipping.",
     "… and %1 more in the text report",
     " (truncated)",
+    "Custom target",
+    "Custom (base: %1)",
+    "Base standard",
 };
 
 QString qs(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
@@ -246,7 +255,8 @@ public:
     PageDrawer(QPainter& painter, const ReportInputs& inputs, ReportLanguage language)
         : p_(painter), in_(inputs), language_(language), w_(language == ReportLanguage::en ? english : french),
           norm_(presetAt(inputs.presetIndex)),
-          unit_(norm_.unit == LoudnessUnit::lkfs ? QStringLiteral("LKFS") : QStringLiteral("LUFS")) {}
+          unit_(norm_.unit == LoudnessUnit::lkfs ? QStringLiteral("LKFS") : QStringLiteral("LUFS")),
+          custom_(isCustomTarget(norm_, inputs.target, inputs.ceiling)) {}
 
     void draw() {
         p_.fillRect(QRectF(0, 0, pageWidth, pageHeight), pageColour);
@@ -315,7 +325,7 @@ private:
         text(108, 78, qs(w_.subtitle), 9, QFont::Normal, accent);
 
         // The norm the master was made for, as a tag at the right of the banner.
-        const QString label = qs(norm_.label);
+        const QString label = normName();
         const double pillWidth = textWidth(label, 8, QFont::DemiBold) + 20;
         const QRectF pill(marginRight - pillWidth, 46, pillWidth, 20);
         p_.setPen(QPen(rgb(1.0, 0.62, 0.16, 0.7), 0.8));
@@ -350,9 +360,10 @@ private:
         fact(xMid, 162, quarter - 10, w_.sampleRate, qs(formatOneDecimal(in_.sampleRate / 1000.0)) + " kHz");
         fact(xMid + quarter, 162, quarter - 10, "Format", qs(bits));
 
-        fact(x0, 194, xMid - x0 - 14, w_.preset, qs(norm_.label));
-        // Narrow columns sized to their longest label in either language.
-        fact(xMid, 194, 74, w_.target, qs(formatOneDecimal(in_.target)) + ' ' + unit_);
+        fact(x0, 194, xMid - x0 - 14, custom_ ? w_.baseNorm : w_.preset, qs(norm_.label));
+        // Narrow columns sized to their longest label in either language; the custom target's
+        // label takes the gutter too.
+        fact(xMid, 194, custom_ ? 81 : 74, custom_ ? w_.customTarget : w_.target, qs(formatOneDecimal(in_.target)) + ' ' + unit_);
         fact(xMid + 82, 194, 74, w_.ceiling, qs(formatOneDecimal(in_.ceiling)) + " dBTP");
         fact(xMid + 164, 194, 78, w_.gain, qs(formatSignedOneDecimal(in_.gainDB)) + " dB");
         y_ = panel.bottom();
@@ -546,7 +557,8 @@ private:
     }
 
     void verdict() {
-        const NormVerdict v = normVerdict(in_.after, norm_, in_.targetMissedLUFS);
+        const NormVerdict v = custom_ ? normVerdict(in_.after, norm_, in_.target, in_.ceiling, in_.targetMissedLUFS)
+                                      : normVerdict(in_.after, norm_, in_.targetMissedLUFS);
         const QColor colour = v.conform ? passGreen : failRed;
         const QRectF box(marginLeft, y_ + 12, marginRight - marginLeft, 64);
         QColor fill = colour;
@@ -557,9 +569,22 @@ private:
 
         text(box.left() + 16, box.top() + 22, qs(v.conform ? w_.verdictPass : w_.verdictFail), 14, QFont::Black,
              colour);
-        const double normWidth = box.width() / 2 + 40;
-        text(box.left() + 16, box.bottom() - 10, qs(w_.normPrefix) + qs(norm_.label), 9, QFont::DemiBold, white(0.85),
-             Qt::AlignLeft, normWidth);
+        const QString readings = "I " + withUnit(in_.after.integratedLUFS, unit_) + qs("  ·  ") + "TP " +
+                                 withUnit(in_.after.truePeakDB, "dBTP");
+        if (custom_) {
+            // The whole line must read, base norm included: it shrinks to the room the readings
+            // leave rather than losing its middle.
+            const QString line = qs(customTargetLine(in_.target, unit_.toStdString(), norm_.label,
+                                                     language_ == ReportLanguage::en));
+            const double room = box.width() - 48 - textWidth(readings, 8.5, QFont::Normal);
+            double size = 9;
+            while (size > 6.5 && textWidth(line, size, QFont::DemiBold) > room) size -= 0.5;
+            text(box.left() + 16, box.bottom() - 10, line, size, QFont::DemiBold, white(0.85), Qt::AlignLeft, room);
+        } else {
+            const double normWidth = box.width() / 2 + 40;
+            text(box.left() + 16, box.bottom() - 10, qs(w_.normPrefix) + qs(norm_.label), 9, QFont::DemiBold,
+                 white(0.85), Qt::AlignLeft, normWidth);
+        }
 
         const auto reason = std::size_t(v.reason);
         text(box.right() - 16, box.top() + 21, qs(w_.reasons[reason]), 9, QFont::DemiBold, colour, Qt::AlignRight);
@@ -574,8 +599,6 @@ private:
                                       formatSignedOneDecimal(in_.album->gainDB) + " dB";
             text(box.right() - 16, box.top() + 37.5, qs(album), 8.5, QFont::Normal, white(0.7), Qt::AlignRight);
         }
-        const QString readings = "I " + withUnit(in_.after.integratedLUFS, unit_) + qs("  ·  ") + "TP " +
-                                 withUnit(in_.after.truePeakDB, "dBTP");
         text(box.right() - 16, box.bottom() - 10, readings, 8.5, QFont::Normal, white(0.7), Qt::AlignRight);
         y_ = box.top() + 76;
     }
@@ -680,6 +703,11 @@ private:
     const Words& w_;
     const Preset& norm_;
     const QString unit_;
+    // The target or the ceiling is not the norm's: the report names the norm only as its base.
+    const bool custom_;
+
+    // The norm's name, or the custom target's base where the norm's name would mislead.
+    QString normName() const { return custom_ ? qs(w_.customBase).arg(qs(norm_.label)) : qs(norm_.label); }
     double y_ = 0;  // top-down position reached by the page flow
 };
 

@@ -20,6 +20,20 @@ inline double difference(double a, double b) {
     return std::isfinite(a) && std::isfinite(b) ? a - b : std::numeric_limits<double>::quiet_NaN();
 }
 
+// A signed figure as typeset: "−21.5" with the minus sign, not the hyphen.
+inline std::string typesetMinus(std::string figure) {
+    if (!figure.empty() && figure.front() == '-') figure.replace(0, 1, "−");
+    return figure;
+}
+
+// "Cible personnalisée : −21.5 LUFS (base : <norm>)", the line that stands for the norm when the
+// master was made for another target or ceiling.
+inline std::string customTargetLine(double targetLUFS, std::string_view unit, std::string_view baseNorm, bool english) {
+    const std::string figure = typesetMinus(formatOneDecimal(targetLUFS)) + " " + std::string(unit);
+    return english ? "Custom target: " + figure + " (base: " + std::string(baseNorm) + ")"
+                   : "Cible personnalisée : " + figure + " (base : " + std::string(baseNorm) + ")";
+}
+
 // Characters, not bytes: the labels carry accents and must still line up in a monospaced viewer.
 inline std::size_t displayWidth(std::string_view utf8) {
     std::size_t n = 0;

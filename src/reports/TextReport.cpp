@@ -10,6 +10,7 @@
 #include "measurement/FileAnalysis.h"
 #include "norms/PADCheck.h"
 #include "output/MasterDelivery.h"
+#include "reports/NormReference.h"
 #include "reports/ReportFormat.h"
 
 namespace velmora {
@@ -119,7 +120,10 @@ std::string makeTextReport(const ReportInputs& in) {
     r.field("Canaux", std::to_string(in.channelCount));
     r.field("Fréquence", formatOneDecimal(in.sampleRate / 1000.0) + " kHz");
     r.field("Profondeur", std::to_string(in.bitDepth) + (in.isFloat ? " bits flottant" : " bits"));
-    r.field("Cible de sonie", orDash(in.target) + " LUFS");
+    const Preset& norm = presetAt(in.presetIndex);
+    // A target or ceiling off the norm's is the client's own: the norm is named as its base only.
+    if (isCustomTarget(norm, in.target, in.ceiling)) r.add(customTargetLine(in.target, "LUFS", norm.label, false));
+    else r.field("Cible de sonie", orDash(in.target) + " LUFS");
     r.field("Plafond True Peak", orDash(in.ceiling) + " dBTP");
     r.field("Gain de conformité", formatSignedOneDecimal(in.gainDB) + " dB");
     if (in.album) {

@@ -48,8 +48,13 @@ TEST(BatchCommand, FolderWithReportsAndOneUnreadableFile) {
     const auto text = slurp(fs::path(master).replace_extension("txt"));
     EXPECT_NE(text.find("Fichier exporté      : Interview_master_-16LUFS_LRA0.wav"), std::string::npos) << text;
     EXPECT_NE(text.find("Plafond True Peak    : -1.5 dBTP"), std::string::npos);
+    // A target of the command line's own is named as such, on the default norm as its base.
+    const std::string base = "-23 LUFS · TV Europe (EBU R128)";
+    EXPECT_NE(text.find("Cible personnalisée : −16.0 LUFS (base : " + base + ")"), std::string::npos) << text;
     const auto pdf = runCommand("pdftotext " + shellQuote(fs::path(master).replace_extension("pdf").string()) + " -");
     EXPECT_NE(pdf.out.find("Mastering Report"), std::string::npos) << pdf.out;
+    EXPECT_NE(pdf.out.find("Custom target: −16.0 LUFS (base: " + base + ")"), std::string::npos) << pdf.out;
+    EXPECT_NE(pdf.out.find("VERDICT: COMPLIANT"), std::string::npos) << pdf.out;
 
     const auto check = runCommand(cli + " analyse --json " + shellQuote(master.string()));
     EXPECT_NE(check.out.find("\"integratedLUFS\":-16.0"), std::string::npos) << check.out;

@@ -108,6 +108,8 @@ TEST_F(PDFReport, FrenchPageWithEveryConditionalRow) {
 TEST_F(PDFReport, EnglishPageWithTheSevenBasicRows) {
     ReportInputs in = test::sampleMaster();
     in.presetIndex = 14;
+    in.target = presetAt(14).lufs;
+    in.ceiling = presetAt(14).ceiling;
     in.params = {};
     const std::string text = render(in, ReportLanguage::en);
     EXPECT_EQ(missingFrom(text, {"Mastering Report · BS.1770-4 / EBU R128", "Source file", "Stereo",
@@ -130,6 +132,7 @@ TEST_F(PDFReport, VerdictColourFollowsTheNorm) {
     EXPECT_EQ(pixelsNear(page, red), 0);
 
     in.presetIndex = 1;  // same master, a -3 dBTP ceiling
+    in.ceiling = -3.0;
     ASSERT_EQ(normVerdict(in.after, presetAt(1)).reason, VerdictReason::peakOver);
     text = render(in, ReportLanguage::fr);
     EXPECT_EQ(missingFrom(text, {"VERDICT : NON CONFORME", "TP au-dessus du plafond",
@@ -194,4 +197,36 @@ TEST_F(PDFReport, SourceEventsAreMarkedOnTheGraphAndTheFirstTenListed) {
         return rasterise(72);
     }();
     EXPECT_GT(pixelsNear(page, QColor::fromRgbF(1.0f, 0.55f, 0.5f)), pixelsNear(without, QColor::fromRgbF(1.0f, 0.55f, 0.5f)) + 10);
+}
+
+TEST_F(PDFReport, CustomTargetIsNamedWithItsBaseAndJudgedOn) {
+    const std::string base = "-23 LUFS · TV Europe (EBU R128)";
+    ReportInputs in = fullTableMaster();
+    in.target = -21.5;
+    in.after.integratedLUFS = -21.5;
+    // The base norm alone would fail this master: it asks for -23.
+    ASSERT_EQ(normVerdict(in.after, presetAt(0)).reason, VerdictReason::loudnessOff);
+    std::string text = render(in, ReportLanguage::fr);
+    EXPECT_EQ(missingFrom(text, {("Cible personnalisée : −21.5 LUFS (base : " + base + ")").c_str(),
+                                 ("Personnalisé (base : " + base + ")").c_str(), "VERDICT : CONFORME",
+                                 "Sonie et True Peak dans la cible"}),
+              "");
+    for (const char* absent : {"Norme : ", "Cible normative", "NON CONFORME"})
+        EXPECT_EQ(text.find(absent), std::string::npos) << absent;
+
+    text = render(in, ReportLanguage::en);
+    EXPECT_EQ(missingFrom(text, {("Custom target: −21.5 LUFS (base: " + base + ")").c_str(), "VERDICT: COMPLIANT"}), "");
+
+    // The master left at the norm's -23 misses the custom target.
+    in.after.integratedLUFS = -23.0;
+    text = render(in, ReportLanguage::fr);
+    EXPECT_EQ(missingFrom(text, {"VERDICT : NON CONFORME", "Intégrée hors cible"}), "");
+
+    // A ceiling below the master's peak fails it, where the base norm's -1 dBTP would pass it.
+    in = fullTableMaster();
+    in.ceiling = -2.0;
+    text = render(in, ReportLanguage::fr);
+    EXPECT_EQ(missingFrom(text, {("Cible personnalisée : −23.0 LUFS (base : " + base + ")").c_str(),
+                                 "VERDICT : NON CONFORME", "TP au-dessus du plafond"}),
+              "");
 }

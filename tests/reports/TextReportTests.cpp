@@ -253,3 +253,22 @@ TEST(ReportFile, RefusedFolderIsAnErrorAndHarmsNothing) {
     EXPECT_EQ(entries(dir.path()), std::set<std::string>{"X.wav"});
     EXPECT_EQ(contents(dir / "X.wav"), "master");
 }
+
+TEST(TextReport, CustomTargetStandsForTheNormWithItsBase) {
+    ReportInputs in = sampleMaster();
+    in.target = -21.5;
+    in.after.integratedLUFS = -21.5;
+    std::string text = makeTextReport(in);
+    EXPECT_NE(text.find("\nCible personnalisée : −21.5 LUFS (base : -23 LUFS · TV Europe (EBU R128))\n"),
+              std::string::npos)
+        << text;
+    EXPECT_EQ(text.find("Cible de sonie"), std::string::npos);
+
+    // The ceiling alone moved off the norm's is a custom target too.
+    in = sampleMaster();
+    in.ceiling = -2.0;
+    text = makeTextReport(in);
+    EXPECT_NE(text.find("Cible personnalisée : −23.0 LUFS (base : -23 LUFS · TV Europe (EBU R128))"), std::string::npos)
+        << text;
+    EXPECT_NE(text.find("Plafond True Peak    : -2.0 dBTP"), std::string::npos);
+}

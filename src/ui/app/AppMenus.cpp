@@ -6,8 +6,10 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QUndoStack>
 
 #include "model/Model.h"
+#include "ui/window/UndoHistory.h"
 
 namespace velmora {
 
@@ -19,6 +21,37 @@ QList<QKeySequence> preferencesShortcuts() {
     const QKeySequence comma(Qt::CTRL | Qt::Key_Comma);
     if (!keys.contains(comma)) keys << comma;
     return keys;
+}
+
+// The platform's keys for a standard command, and `always` among them: Ctrl+Shift+Z redoes
+// everywhere, whatever the desktop binds.
+QList<QKeySequence> keysWith(QKeySequence::StandardKey standard, const QKeySequence& always) {
+    QList<QKeySequence> keys = QKeySequence::keyBindings(standard);
+    if (!keys.contains(always)) keys.prepend(always);
+    return keys;
+}
+
+// "Annuler : Seuil" while there is a step to undo, a disabled "Annuler" when there is none.
+void followStack(QAction* action, const QString& verb, bool can, const QString& step) {
+    action->setEnabled(can);
+    action->setText(can && !step.isEmpty() ? verb + QStringLiteral(" : ") + step : verb);
+}
+
+void addUndoCommands(QMenu* edit, QUndoStack& stack) {
+    const QString undoVerb = QStringLiteral("Annuler"), redoVerb = QStringLiteral("Rétablir");
+    QAction* undo = edit->addAction(undoVerb, &stack, &QUndoStack::undo);
+    undo->setShortcuts(keysWith(QKeySequence::Undo, QKeySequence(Qt::CTRL | Qt::Key_Z)));
+    QAction* redo = edit->addAction(redoVerb, &stack, &QUndoStack::redo);
+    redo->setShortcuts(keysWith(QKeySequence::Redo, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)));
+    const auto update = [undo, redo, undoVerb, redoVerb, steps = &stack] {
+        followStack(undo, undoVerb, steps->canUndo(), steps->undoText());
+        followStack(redo, redoVerb, steps->canRedo(), steps->redoText());
+    };
+    for (auto signal : {&QUndoStack::canUndoChanged, &QUndoStack::canRedoChanged})
+        QObject::connect(&stack, signal, undo, update);
+    for (auto signal : {&QUndoStack::undoTextChanged, &QUndoStack::redoTextChanged})
+        QObject::connect(&stack, signal, undo, update);
+    update();
 }
 
 void showAbout(QWidget* parent) {
@@ -62,6 +95,9 @@ void installMenus(QMainWindow& window, Model& model, std::function<void()> showP
     QAction* quit = file->addAction(QStringLiteral("Quitter"), qApp, &QApplication::closeAllWindows);
     quit->setShortcut(Qt::CTRL | Qt::Key_Q);
     quit->setMenuRole(QAction::QuitRole);
+
+    QMenu* edit = window.menuBar()->addMenu(QStringLiteral("É&dition"));
+    addUndoCommands(edit, window::UndoHistory::of(model).stack());
 
     QMenu* help = window.menuBar()->addMenu(QStringLiteral("&Aide"));
     QAction* about = help->addAction(QStringLiteral("À propos de Velmora"), &window, [&window] { showAbout(&window); });

@@ -1,6 +1,7 @@
 #pragma once
 // The application's menu commands on a main window's menu bar: open, save as, the batch export,
-// the multi-master, preferences and quit in "Fichier"; about and updates in "Aide". [main thread]
+// the multi-master, preferences and quit in "Fichier"; undo and redo of the window's settings in
+// "Édition"; about and updates in "Aide". [main thread]
 #include <functional>
 
 class QMainWindow;

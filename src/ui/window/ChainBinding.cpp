@@ -5,10 +5,29 @@
 #include "ui/LedToggle.h"
 #include "ui/SSLKnob.h"
 #include "ui/window/Controls.h"
+#include "ui/window/UndoHistory.h"
 
 namespace velmora::window {
 
+namespace {
+
+// The name the field is stored under, which the undo history knows it by.
+template <typename T>
+std::string_view keyOf(T MasterParams::*field) {
+    for (const MasterParamsField& f : masterParamsFields)
+        if (const auto* member = std::get_if<T MasterParams::*>(&f.member); member && *member == field) return f.key;
+    return {};
+}
+
+QString spokenName(const QWidget* control, const QString& caption) {
+    return control->accessibleName().isEmpty() ? caption : control->accessibleName();
+}
+
+}  // namespace
+
 ChainBinding::ChainBinding(Model& model, QObject* parent) : QObject(parent), model_(model) {
+    // Made before the first change can reach it, so that every change is kept.
+    UndoHistory::of(model);
     connect(&model, &Model::mpChanged, this, &ChainBinding::refresh);
 }
 
@@ -28,6 +47,7 @@ SSLKnob* ChainBinding::knob(double MasterParams::*field, const QString& label, c
     if (!accessibleName.isEmpty()) k->setAccessibleName(accessibleName);
     connect(k, &SSLKnob::valueEdited, this, [this, field](double v) { edit([&](MasterParams& p) { p.*field = v; }); });
     shows_.push_back([k, field](const MasterParams& p) { k->setValue(p.*field); });
+    UndoHistory::of(model_).nameChainField(keyOf(field), k, [k] { return spokenName(k, k->label()); });
     return k;
 }
 
@@ -36,6 +56,7 @@ LedToggle* ChainBinding::toggle(bool MasterParams::*field, const QString& label,
     t->setChecked(model_.mp().*field);
     connect(t, &QAbstractButton::clicked, this, [this, field](bool on) { edit([&](MasterParams& p) { p.*field = on; }); });
     shows_.push_back([t, field](const MasterParams& p) { t->setChecked(p.*field); });
+    UndoHistory::of(model_).nameChainField(keyOf(field), t, [t] { return spokenName(t, t->text()); });
     return t;
 }
 
@@ -46,6 +67,7 @@ LabeledSlider* ChainBinding::slider(double MasterParams::*field, const QString& 
     s->setValue(model_.mp().*field);
     connect(s, &LabeledSlider::valueEdited, this, [this, field](double v) { edit([&](MasterParams& p) { p.*field = v; }); });
     shows_.push_back([s, field](const MasterParams& p) { s->setValue(p.*field); });
+    UndoHistory::of(model_).nameChainField(keyOf(field), s, [s, caption] { return spokenName(s, caption); });
     return s;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 // Binds the chain's controls to the model's `mp`: each knob, switch and slider shows one field
 // of MasterParams and writes it back through Model::setMp, which the live streamer hears from
-// its next block. One refresh on mpChanged puts every control back in step.
+// its next block. One refresh on mpChanged puts every control back in step, after an undo too:
+// the undo history keeps every chain change and names its steps after these controls.
 #include <QObject>
 #include <QString>
 #include <functional>

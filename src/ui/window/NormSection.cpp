@@ -7,11 +7,13 @@
 
 #include "model/Model.h"
 #include "norms/Presets.h"
+#include "reports/NormReference.h"
 #include "ui/StudioMenuPicker.h"
 #include "ui/StudioPanel.h"
 #include "ui/StudioSegmentButton.h"
 #include "ui/StudioTheme.h"
 #include "ui/window/Controls.h"
+#include "ui/window/UndoHistory.h"
 #include "ui/window/WindowText.h"
 
 namespace velmora::window {
@@ -46,9 +48,12 @@ NormSection::NormSection(Model& model, QWidget* parent) : QWidget(parent), model
     std::vector<PickerOption> norms;
     for (std::size_t i = 0; i < presets().size(); ++i)
         norms.push_back({QString::fromStdString(presets()[i].label), int(i)});
-    fillPicker(norm_, norms, [this](const QVariant& v) {
-        model_.applyPreset(v.toInt());
-        model_.saveSettings();
+    UndoHistory* history = &UndoHistory::of(model);
+    fillPicker(norm_, norms, [this, history](const QVariant& v) {
+        history->record(QStringLiteral("norm"), QStringLiteral("Norme"), false, [&] {
+            model_.applyPreset(v.toInt());
+            model_.saveSettings();
+        });
     });
     layout->addWidget(norm_);
 
@@ -88,13 +93,18 @@ NormSection::NormSection(Model& model, QWidget* parent) : QWidget(parent), model
     setTextColour(conformText_, theme::textPrimary);
     layout->addWidget(conformText_);
 
-    connect(target_, &LabeledSlider::valueEdited, this, [this](double v) { model_.setTarget(v); });
-    connect(ceiling_, &LabeledSlider::valueEdited, this, [this](double v) {
-        if (!model_.ceilingLocked()) model_.setCeiling(v);
+    connect(target_, &LabeledSlider::valueEdited, this, [this, history](double v) {
+        history->record(QStringLiteral("target"), QStringLiteral("Cible de sonie"), true, [&] { model_.setTarget(v); });
+    });
+    connect(ceiling_, &LabeledSlider::valueEdited, this, [this, history](double v) {
+        if (model_.ceilingLocked()) return;
+        history->record(QStringLiteral("ceiling"), QStringLiteral("Plafond True Peak"), true, [&] { model_.setCeiling(v); });
     });
     for (auto* b : {master_, conform_})
-        connect(b, &StudioSegmentButton::picked, this,
-                [this](const QVariant& v) { model_.setMode(ProcessMode(v.toInt())); });
+        connect(b, &StudioSegmentButton::picked, this, [this, history](const QVariant& v) {
+            history->record(QStringLiteral("mode"), QStringLiteral("Mode de traitement"), false,
+                           [&] { model_.setMode(ProcessMode(v.toInt())); });
+        });
     for (auto signal : {&Model::presetIndexChanged, &Model::targetChanged, &Model::ceilingChanged,
                         &Model::displayUnitChanged, &Model::modeChanged})
         connect(&model, signal, this, &NormSection::refresh);
@@ -102,7 +112,12 @@ NormSection::NormSection(Model& model, QWidget* parent) : QWidget(parent), model
 }
 
 void NormSection::refresh() {
-    norm_->setCurrentLabel(QString::fromStdString(presetAt(model_.presetIndex()).label));
+    const Preset& norm = presetAt(model_.presetIndex());
+    const QString label = QString::fromStdString(norm.label);
+    // A target or ceiling moved off the norm's is no longer the norm: it only started from it.
+    norm_->setCurrentLabel(isCustomTarget(norm, model_.target(), model_.ceiling())
+                               ? QStringLiteral("Personnalisé (base : %1)").arg(label)
+                               : label);
     target_->setValue(model_.target());
     ceiling_->setValue(model_.ceiling());
     const bool locked = model_.ceilingLocked();

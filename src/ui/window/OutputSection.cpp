@@ -11,6 +11,7 @@
 #include "ui/StudioPanel.h"
 #include "ui/StudioTheme.h"
 #include "ui/window/Controls.h"
+#include "ui/window/UndoHistory.h"
 #include "ui/window/WindowText.h"
 
 namespace velmora::window {
@@ -20,6 +21,15 @@ namespace {
 QString text(std::string_view raw) { return QString::fromUtf8(raw.data(), qsizetype(raw.size())); }
 
 QString layoutLabel(ChannelLayout l) { return text(rawValue(l)); }
+
+// A choice of this section as one undo step named after its control, kept where it is stored.
+std::function<void(const QVariant&)> undoable(Model& model, const QString& name,
+                                              std::function<void(const QVariant&)> change) {
+    UndoHistory* history = &UndoHistory::of(model);
+    return [history, name, change = std::move(change)](const QVariant& v) {
+        history->record(name, name, false, [&] { change(v); });
+    };
+}
 
 }  // namespace
 
@@ -51,19 +61,19 @@ OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), m
     layout_ = picker(QStringLiteral("Format de canaux"));
     std::vector<PickerOption> layouts;
     for (ChannelLayout l : allChannelLayouts) layouts.push_back({layoutLabel(l), int(l)});
-    fillPicker(layout_, layouts, [this](const QVariant& v) {
-        model_.setLayout(ChannelLayout(v.toInt()));
-        model_.saveSettings();
-    });
+    fillPicker(layout_, layouts, undoable(model, QStringLiteral("Format de canaux"), [this](const QVariant& v) {
+                   model_.setLayout(ChannelLayout(v.toInt()));
+                   model_.saveSettings();
+               }));
 
     order_ = picker(QStringLiteral("Ordre des canaux (5.1)"));
     std::vector<PickerOption> orders;
     for (ChannelOrder o : {ChannelOrder::smpte, ChannelOrder::itu, ChannelOrder::film, ChannelOrder::aac})
         orders.push_back({text(rawValue(o)), int(o)});
-    fillPicker(order_, orders, [this](const QVariant& v) {
-        model_.setChannelOrder(ChannelOrder(v.toInt()));
-        model_.saveSettings();
-    });
+    fillPicker(order_, orders, undoable(model, QStringLiteral("Ordre des canaux"), [this](const QVariant& v) {
+                   model_.setChannelOrder(ChannelOrder(v.toInt()));
+                   model_.saveSettings();
+               }));
     layout->addWidget(makeNote(QStringLiteral("Indiquez l'ordre utilisé par votre système : la mesure pondère le bon canal "
                                               "(LFE exclu, surrounds +1,5 dB)."),
                                panel));
@@ -71,23 +81,24 @@ OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), m
     rate_ = picker(QStringLiteral("Fréquence de sortie"));
     std::vector<PickerOption> rates;
     for (const auto& r : outputRateChoices) rates.push_back({text(r.label), r.hz});
-    fillPicker(rate_, rates, [this](const QVariant& v) { model_.setOutputRate(v.toDouble()); });
+    fillPicker(rate_, rates, undoable(model, QStringLiteral("Fréquence de sortie"),
+                                      [this](const QVariant& v) { model_.setOutputRate(v.toDouble()); }));
 
     depth_ = picker(QStringLiteral("Profondeur"));
     std::vector<PickerOption> depths;
     for (BitDepth d : allBitDepths) depths.push_back({text(rawValue(d)), int(d)});
-    fillPicker(depth_, depths, [this](const QVariant& v) {
-        model_.setBitDepth(BitDepth(v.toInt()));
-        model_.saveSettings();
-    });
+    fillPicker(depth_, depths, undoable(model, QStringLiteral("Profondeur"), [this](const QVariant& v) {
+                   model_.setBitDepth(BitDepth(v.toInt()));
+                   model_.saveSettings();
+               }));
 
     format_ = picker(QStringLiteral("Format de fichier"));
     std::vector<PickerOption> formats;
     for (FileFormat f : allFileFormats) formats.push_back({text(rawValue(f)), int(f)});
-    fillPicker(format_, formats, [this](const QVariant& v) {
-        model_.setFileFormat(FileFormat(v.toInt()));
-        model_.saveSettings();
-    });
+    fillPicker(format_, formats, undoable(model, QStringLiteral("Format de fichier"), [this](const QVariant& v) {
+                   model_.setFileFormat(FileFormat(v.toInt()));
+                   model_.saveSettings();
+               }));
 
     layout->addSpacing(6);
     textReport_ = new LedToggle(QStringLiteral("Rapport texte (.txt)"), panel);
@@ -99,15 +110,18 @@ OutputSection::OutputSection(Model& model, QWidget* parent) : QWidget(parent), m
     layout->addWidget(textReport_);
     layout->addWidget(pdfReport_);
     layout->addWidget(album_);
-    connect(album_, &QAbstractButton::clicked, this, [this](bool on) { model_.setAlbum(on); });
-    connect(textReport_, &QAbstractButton::clicked, this, [this](bool on) {
-        model_.setExportLog(on);
-        model_.saveSettings();
-    });
-    connect(pdfReport_, &QAbstractButton::clicked, this, [this](bool on) {
-        model_.setExportPDF(on);
-        model_.saveSettings();
-    });
+    connect(album_, &QAbstractButton::clicked, this,
+            undoable(model, QStringLiteral("Album"), [this](const QVariant& on) { model_.setAlbum(on.toBool()); }));
+    connect(textReport_, &QAbstractButton::clicked, this,
+            undoable(model, QStringLiteral("Rapport texte"), [this](const QVariant& on) {
+                model_.setExportLog(on.toBool());
+                model_.saveSettings();
+            }));
+    connect(pdfReport_, &QAbstractButton::clicked, this,
+            undoable(model, QStringLiteral("Rapport PDF"), [this](const QVariant& on) {
+                model_.setExportPDF(on.toBool());
+                model_.saveSettings();
+            }));
     layout->addSpacing(4);
     layout->addWidget(makeNote(QStringLiteral("Langue des rapports et routage du monitoring : menu Réglages… (Ctrl+,)."), panel));
 
@@ -125,10 +139,10 @@ void OutputSection::refillGating() {
     std::vector<PickerOption> modes;
     for (GatingMode g : allGatingModes)
         modes.push_back({g == GatingMode::autoMode ? autoGatingLabel(recommended) : text(rawValue(g)), int(g)});
-    fillPicker(gating_, modes, [this](const QVariant& v) {
-        model_.setGatingMode(GatingMode(v.toInt()));
-        model_.saveSettings();
-    });
+    fillPicker(gating_, modes, undoable(model_, QStringLiteral("Méthode d'analyse"), [this](const QVariant& v) {
+                   model_.setGatingMode(GatingMode(v.toInt()));
+                   model_.saveSettings();
+               }));
 }
 
 void OutputSection::refresh() {

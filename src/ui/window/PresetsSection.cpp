@@ -17,6 +17,7 @@
 #include "ui/StudioSegmentButton.h"
 #include "ui/StudioTheme.h"
 #include "ui/window/Controls.h"
+#include "ui/window/UndoHistory.h"
 #include "ui/window/WindowText.h"
 
 namespace velmora::window {
@@ -40,10 +41,11 @@ QWidgetAction* presetRow(Model& model, const NamedPreset& preset, QMenu* menu) {
     layout->addWidget(bin);
     action->setDefaultWidget(row);
     const QUuid id = preset.id;
+    const QString step = QStringLiteral("Préréglage « %1 »").arg(preset.name);
     // Queued: the menu is rebuilt when the presets change, and with it the button clicked.
-    QObject::connect(load, &QPushButton::clicked, menu, [&model, id, menu] {
+    QObject::connect(load, &QPushButton::clicked, menu, [&model, id, menu, step] {
         menu->close();
-        model.loadUserPreset(id);
+        UndoHistory::of(model).record(QStringLiteral("preset"), step, false, [&] { model.loadUserPreset(id); });
     });
     QObject::connect(bin, &QAbstractButton::clicked, menu, [&model, id, menu] {
         menu->close();
