@@ -114,7 +114,7 @@ TEST(MainWindow, EmptyWindowShowsTheDropZoneAndWhatToDoFirst) {
     w.show();
     EXPECT_EQ(w.windowTitle(), "Velmora");
     EXPECT_EQ(w.size(), QSize(1600, 1000));
-    EXPECT_EQ(w.minimumSize(), QSize(1280, 800));
+    EXPECT_EQ(w.minimumSize(), QSize(1024, 640));
     EXPECT_EQ(w.fileList()->panel()->title(), "Session (0 fichier)");
     EXPECT_TRUE(w.fileList()->dropZone()->isVisible());
     EXPECT_FALSE(w.fileList()->rows()->isVisible());
