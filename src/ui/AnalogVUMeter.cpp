@@ -159,7 +159,7 @@ double AnalogVUMeter::labelStep() const {
     return 30;
 }
 
-QSize AnalogVUMeter::sizeHint() const { return QSize(220, 125); }
+QSize AnalogVUMeter::sizeHint() const { return QSize(180, 125); }
 
 void AnalogVUMeter::paintFace(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);

@@ -34,7 +34,7 @@ public:
     QPointF pivot() const;
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return QSize(150, 110); }
+    QSize minimumSizeHint() const override { return QSize(170, 110); }
     AccessibleReading accessibleReading() const override;
 
     // The line under the dial: its box, and the fonts the title and the reading are drawn in.

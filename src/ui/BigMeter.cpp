@@ -57,11 +57,23 @@ QRectF BigMeter::barRect() const {
 
 double BigMeter::readoutLeft() const { return barRect().right() + markerGap + scaleWidth() + 14; }
 
-int BigMeter::readoutPx() const {
+int BigMeter::preferredPx() const {
     // 40 px at the usual height, up to twice that in a tall meter.
-    const int preferred = std::clamp(int(height() / 6.5), theme::bigReadoutPx, largestReadoutPx);
+    return std::clamp(int(height() / 6.5), theme::bigReadoutPx, largestReadoutPx);
+}
+
+int BigMeter::readoutPx() const {
     const double room = width() - readoutLeft() - 2;
-    return fittedPixelSize(typicalReading, room, preferred, smallestReadoutPx, readoutFontAt);
+    return fittedPixelSize(typicalReading, room, preferredPx(), smallestReadoutPx, readoutFontAt);
+}
+
+void BigMeter::resizeEvent(QResizeEvent* e) {
+    SegmentedMeter::resizeEvent(e);
+    // A taller meter asks for the width its larger type needs.
+    if (preferredPx() != hintedPx_) {
+        hintedPx_ = preferredPx();
+        updateGeometry();
+    }
 }
 
 QString BigMeter::targetText() const {
@@ -89,7 +101,7 @@ QRectF BigMeter::readoutRect() const {
 }
 
 QSize BigMeter::sizeHint() const {
-    const double readout = QFontMetricsF(readoutFontAt(theme::bigReadoutPx)).horizontalAdvance(typicalReading);
+    const double readout = QFontMetricsF(readoutFontAt(preferredPx())).horizontalAdvance(typicalReading);
     const double title = QFontMetricsF(theme::captionFont()).horizontalAdvance(title_) + 2 * margin;
     return QSize(int(std::ceil(std::max(title, readoutLeft() + readout + margin))), 260);
 }

@@ -32,17 +32,20 @@ protected:
     int labelEvery() const override { return scale_.truePeak ? 3 : 6; }
     void paintStatic(QPainter& p) const override;
     void paintReadings(QPainter& p) const override;
+    void resizeEvent(QResizeEvent*) override;
 
 private:
     double readoutLeft() const;
     // The readout's size for this box, from a typical reading so the type does not change as
     // the value does; and the target line's.
+    int preferredPx() const;  // for this height, before fitting the width
     int readoutPx() const;
     int targetPx() const;
     QString targetText() const;
 
     QString unit_;
     QColor valueColor_;
+    int hintedPx_ = 0;  // the type the size hint was last given for
 };
 
 }  // namespace velmora

@@ -4,6 +4,7 @@
 // meters and the history take the room, and the diagnosis keeps its values beside the names.
 #include <QScrollBar>
 #include <fstream>
+#include <tuple>
 #include <QSettings>
 #include <QSplitter>
 #include <gtest/gtest.h>
@@ -39,9 +40,22 @@ protected:
         window.reset();
         model.reset();
     }
+    // Resizes the window and runs the event loop until its layout has settled: the columns,
+    // the measures and the needles as they were on the pass before.
     void resizeTo(QSize size) {
         window->resize(size);
-        settle(30);
+        const auto layout = [this] {
+            const auto* m = window->measures();
+            return std::tuple(window->columns()->sizes(), inWindow(m), m->loudnessNeedle()->geometry(),
+                              m->peakNeedle()->geometry(), m->integratedMeter()->geometry());
+        };
+        auto before = layout();
+        for (int pass = 0; pass < 100; ++pass) {
+            settle(20);
+            const auto now = layout();
+            if (now == before) break;
+            before = now;
+        }
         ASSERT_EQ(window->size(), size);
     }
     QString shot(const QString& name) { return keepScreenshot(window->grab().toImage(), name); }
@@ -53,6 +67,12 @@ protected:
     std::unique_ptr<Model> model;
     std::unique_ptr<MainWindow> window;
 };
+
+// The splitter's positions, each within a pixel or two of `expected` (it rounds them).
+void expectSizesNear(const QList<int>& seen, const QList<int>& expected) {
+    ASSERT_EQ(seen.size(), expected.size());
+    for (int i = 0; i < seen.size(); ++i) EXPECT_NEAR(seen[i], expected[i], 3) << i;
+}
 
 // No problem found in the window as laid out, or each of them said.
 void expectFits(const MainWindow& w) {
@@ -157,7 +177,7 @@ TEST_F(ScreenSizes, TwoColumnsGiveBackTheThreeAsTheyWere) {
     EXPECT_FALSE(w.isCompact());
     EXPECT_TRUE(w.sessionColumn()->widget()->isAncestorOf(w.fileList()));
     EXPECT_TRUE(w.sessionColumn()->isVisible());
-    EXPECT_EQ(w.columns()->sizes(), wide);
+    expectSizesNear(w.columns()->sizes(), wide);
     expectFits(w);
 
     Model other(nullptr, &choosers);
@@ -166,7 +186,7 @@ TEST_F(ScreenSizes, TwoColumnsGiveBackTheThreeAsTheyWere) {
     again.resize(1600, 1000);
     settle(30);
     again.restoreLayout(saved);
-    EXPECT_EQ(again.columns()->sizes(), wide);
+    expectSizesNear(again.columns()->sizes(), wide);
 }
 
 TEST_F(ScreenSizes, OnA4KScreenTheMetersAndTheHistoryGrowAndValuesStayBesideNames) {

@@ -98,10 +98,8 @@ MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent
 
     integrated_ = new BigMeter(QStringLiteral("INTÉGRÉE"), QStringLiteral("LUFS"), false, page);
     shortTerm_ = new VerticalMeter(QStringLiteral("COURT TERME"), false, page);
-    // The big meter takes some of a wide row, for larger type; the needles the rest.
-    integrated_->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
-    integrated_->setMaximumWidth(320);
-    meterRow_->addWidget(integrated_, 1);
+    // The big meter asks for the width its type needs at its height; the needles take the rest.
+    meterRow_->addWidget(integrated_);
     meterRow_->addWidget(shortTerm_);
     needles_ = new QBoxLayout(QBoxLayout::TopToBottom);
     needles_->setSpacing(6);
@@ -118,7 +116,7 @@ MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent
         vu->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
         needles_->addWidget(vu);
     }
-    meterRow_->addLayout(needles_, 3);
+    meterRow_->addLayout(needles_, 1);
     loudnessVU_->installEventFilter(this);
 
     badgeBox_ = new QWidget(page);
@@ -175,7 +173,10 @@ void MeasuresSection::resizeEvent(QResizeEvent* e) {
 }
 
 bool MeasuresSection::eventFilter(QObject* watched, QEvent* e) {
-    if (watched == loudnessVU_ && e->type() == QEvent::Resize) arrangeNeedles();
+    // After the layout pass that resized the dial: turning the row round in the middle of it
+    // would leave the panels above with the old arrangement's minimum height.
+    if (watched == loudnessVU_ && e->type() == QEvent::Resize)
+        QMetaObject::invokeMethod(this, &MeasuresSection::arrangeNeedles, Qt::QueuedConnection);
     return QWidget::eventFilter(watched, e);
 }
 
@@ -191,6 +192,12 @@ void MeasuresSection::arrangeNeedles() {
     needlesSideBySide_ = sideBySide;
     needles_->setDirection(sideBySide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
     needles_->setSpacing(sideBySide ? 10 : 6);
+    // The panels between here and the column keep their minimum heights cached: each is told.
+    for (QWidget* w = loudnessVU_->parentWidget(); w; w = w->parentWidget()) {
+        if (w->layout()) w->layout()->invalidate();
+        w->updateGeometry();
+        if (w == this) break;
+    }
 }
 
 void MeasuresSection::arrangeBadges() {
