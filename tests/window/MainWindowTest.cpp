@@ -7,6 +7,7 @@
 #include <QMenuBar>
 #include <QRegularExpression>
 #include <fstream>
+#include <numeric>
 #include <QDragEnterEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -149,11 +150,15 @@ TEST(MainWindow, SplitterPositionsAreSavedAndRestored) {
     Model model(nullptr, &choosers);
     ScratchDir dir;
     QSettings settings(q(dir / "window.ini"), QSettings::IniFormat);
+    int total = 0;
     {
         MainWindow w(model);
         w.show();
         QCoreApplication::processEvents();
-        w.columns()->setSizes({340, 700, 540});
+        // Positions that fill the splitter as it is, so that it keeps them as given.
+        const QList<int> now = w.columns()->sizes();
+        total = std::accumulate(now.begin(), now.end(), 0);
+        w.columns()->setSizes({340, total - 340 - 540, 540});
         w.saveLayout(settings);
     }
     EXPECT_TRUE(settings.contains("Velmora_window/columns"));
@@ -161,7 +166,7 @@ TEST(MainWindow, SplitterPositionsAreSavedAndRestored) {
     again.show();
     QCoreApplication::processEvents();
     again.restoreLayout(settings);
-    EXPECT_EQ(again.columns()->sizes().front(), 340);
+    EXPECT_EQ(again.columns()->sizes(), QList<int>({340, total - 340 - 540, 540}));
 }
 
 TEST(MainWindow, HelpButtonOpensTheGuide) {

@@ -36,6 +36,18 @@ TEST(MainWindowOnXvfb, TheWindowIsShownThroughTheX11DisplayPath) {
     keepScreenshot(image, "xvfb-xcb");
 }
 
+// On a screen smaller than the window's usual 1600 × 1000 (a laptop's 1280 × 720) the window
+// opens at the screen's size, its action bar on screen.
+TEST(MainWindowOnXvfb, OnALaptopScreenTheWindowOpensAtTheScreensSize) {
+    if (runCommand("command -v Xvfb && command -v xvfb-run").exitCode != 0) GTEST_SKIP() << "Xvfb is not installed";
+    ScratchDir dir;
+    const std::string png = (dir / "laptop.png").string();
+    const auto run = runCommand("xvfb-run -a -s '-screen 0 1280x720x24' env QT_QPA_PLATFORM=xcb " +
+                                shellQuote(VELMORA_WINDOW_SHOT_PATH) + " " + shellQuote(png));
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find("window 1280x720, grabbed 1280x720"), std::string::npos) << run.out;
+}
+
 // The window at the sizes a laptop, a desktop and a 4K screen give it, at scale factors 1,
 // 1.25, 1.5 and 2 (one X server and one window per factor, resized in turn): at each size the
 // window checks its own layout (LayoutChecks.h) and reports nothing wrong, and the shot,

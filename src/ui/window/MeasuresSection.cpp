@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -165,6 +166,21 @@ void MeasuresSection::seekTo(std::optional<double> seconds) {
     const double duration = model_.selectedDuration();
     if (!seconds || !(duration > 0)) return;
     model_.seekPlayback(*seconds / duration);
+}
+
+QSize MeasuresSection::minimumSizeHint() const {
+    // As narrow as the narrowest arrangement allows (needles stacked, readings under them), so
+    // a splitter can always take the section there: the arrangement follows the width it gets.
+    QSize s = QWidget::minimumSizeHint();
+    const int panelMargins = panel_->contentsMargins().left() + panel_->contentsMargins().right();
+    const int meters = integrated_->minimumSizeHint().width() + shortTerm_->minimumSizeHint().width() +
+                       loudnessVU_->minimumSizeHint().width() + 2 * meterRow_->spacing();
+    int readings = 3 * badgeGrid_->horizontalSpacing();
+    for (const QWidget* b : {momentaryMax_, shortTermMax_, truePeak_, samplePeak_})
+        readings += b->minimumSizeHint().width();
+    const int narrowest = panelMargins + std::max(meters, readings);
+    s.setWidth(std::min(s.width(), narrowest));
+    return s;
 }
 
 void MeasuresSection::resizeEvent(QResizeEvent* e) {

@@ -60,6 +60,7 @@ public:
     OriginBadge* origin() const { return origin_; }
     // The warning lines shown now, in order.
     QStringList warnings() const;
+    QSize minimumSizeHint() const override;
 
 protected:
     void resizeEvent(QResizeEvent*) override;
