@@ -17,6 +17,7 @@ public:
     void setUnit(const QString& unit);
     // The readout's colour; the window colours it by the norm's verdict.
     void setValueColor(const QColor& color);
+    const QColor& valueColor() const { return valueColor_; }
 
     QRectF barRect() const override;
     QSize sizeHint() const override;

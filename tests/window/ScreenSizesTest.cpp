@@ -124,8 +124,10 @@ TEST_F(ScreenSizes, OnALaptopTheActionsTheMeasuresAndEveryFigureStayWhole) {
             EXPECT_TRUE(QRectF(big->rect()).contains(big->readoutRect()));
         }
         big->setValue(-22.5);
+        const QColor verdict = big->valueColor();
         big->setValueColor(QColor(255, 0, 255));
         const int right = rightmostReadoutPixel(*big, QColor(255, 0, 255));
+        big->setValueColor(verdict);
         EXPECT_GT(right, big->readoutRect().left()) << "no readout drawn";
         EXPECT_LT(right, big->width() - 1) << "the figure runs into the meter's edge";
         // Readable from a distance still, even on the smallest screen.
