@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "ui/FittedText.h"
 #include "ui/NumberText.h"
 #include "ui/StudioTheme.h"
 
@@ -13,7 +14,16 @@ namespace velmora {
 
 namespace {
 
-constexpr double footer = 22;  // title and readout under the pivot
+constexpr double footerGap = 10;  // between the title and the reading
+constexpr int smallestFooterPx = 8;
+// The footer's widest reading, so the type does not change with the value.
+const QString typicalReading = QStringLiteral("-00.0 dBTP");
+
+QFont titleFontAt(int px) {
+    QFont f = theme::captionFont();
+    f.setPixelSize(std::max(1, px * theme::captionPx / theme::readoutPx));
+    return f;
+}
 
 }  // namespace
 
@@ -83,13 +93,58 @@ double AnalogVUMeter::needleAngle(double value) const {
     return (delta - lowDelta_) / span * sweep_ - sweep_ / 2;
 }
 
-QPointF AnalogVUMeter::pivot() const { return QPointF(width() / 2.0, height() - footer - 6); }
+int AnalogVUMeter::scalePx() const {
+    return std::clamp(int(std::min(width() / 2.0, double(height())) / 16), theme::scalePx, 14);
+}
+
+int AnalogVUMeter::readoutPx() const {
+    return std::clamp(int(std::min(width() / 17.0, height() / 11.0)), theme::readoutPx, 20);
+}
+
+int AnalogVUMeter::footerPx() const {
+    // The reading and the title side by side: the pair in smaller type until it fits.
+    const double room = footerRect().width() - footerGap;
+    int px = readoutPx();
+    const auto advance = [this](int size) {
+        return QFontMetricsF(theme::monoFont(size)).horizontalAdvance(typicalReading) +
+               QFontMetricsF(titleFontAt(size)).horizontalAdvance(title_);
+    };
+    while (px > smallestFooterPx && advance(px) > room) --px;
+    return px;
+}
+
+double AnalogVUMeter::footerHeight() const { return std::max(22.0, readoutPx() * 2.0); }
+
+QRectF AnalogVUMeter::footerRect() const {
+    const double h = footerHeight();
+    return QRectF(10, height() - h, std::max(0, width() - 20), h - 4);
+}
+
+QFont AnalogVUMeter::titleFont() const { return titleFontAt(footerPx()); }
+QFont AnalogVUMeter::readoutFont() const {
+    // A reading longer than the typical one ("-100.0 LUFS") takes smaller type of its own.
+    const int px = footerPx();
+    const double room =
+        footerRect().width() - footerGap - QFontMetricsF(titleFontAt(px)).horizontalAdvance(title_);
+    const auto mono = [](int size) { return theme::monoFont(size); };
+    return mono(fittedPixelSize(accessibleReading().value, room, px, smallestFooterPx - 2, mono));
+}
+
+double AnalogVUMeter::lowestPivot() const { return height() - footerHeight() - 6; }
+
+QPointF AnalogVUMeter::pivot() const {
+    // A dial the width limits leaves room above it: it moves up to the middle of that room.
+    const double k = scalePx() / double(theme::scalePx);
+    const double room = lowestPivot() - 24 * k - radius();
+    return QPointF(width() / 2.0, lowestPivot() - std::max(0.0, room) / 2);
+}
 
 double AnalogVUMeter::radius() const {
     // The arc and its labels must fit above the pivot and between the sides at the widest angle.
+    const double k = scalePx() / double(theme::scalePx);
     const double half = std::min(sweep_ / 2, 90.0) * std::numbers::pi / 180.0;
-    const double byWidth = (width() / 2.0 - 22) / std::max(std::sin(half), 0.3);
-    return std::max(20.0, std::min(pivot().y() - 24, byWidth));
+    const double byWidth = (width() / 2.0 - 22 * k) / std::max(std::sin(half), 0.3);
+    return std::max(20.0, std::min(lowestPivot() - 24 * k, byWidth));
 }
 
 double AnalogVUMeter::labelStep() const {
@@ -104,7 +159,7 @@ double AnalogVUMeter::labelStep() const {
     return 30;
 }
 
-QSize AnalogVUMeter::sizeHint() const { return QSize(220, 150); }
+QSize AnalogVUMeter::sizeHint() const { return QSize(180, 125); }
 
 void AnalogVUMeter::paintFace(QPainter& p) const {
     p.setRenderHint(QPainter::Antialiasing);
@@ -124,22 +179,23 @@ void AnalogVUMeter::paintFace(QPainter& p) const {
     if (highDelta_ > 0) arc(needleAngle(reference_), sweep_ / 2, theme::zoneRed, 3);
 
     const double step = labelStep();
-    p.setFont(theme::monoFont(theme::scalePx));
+    const double k = scalePx() / double(theme::scalePx);
+    p.setFont(theme::monoFont(scalePx()));
     for (double d = std::ceil(lowDelta_ / (step / 2)) * (step / 2); d <= highDelta_ + 1e-9; d += step / 2) {
         const double a = needleAngle(reference_ + d);
         const bool major = std::fmod(std::fabs(d), step) < 1e-9;
         const QColor colour = d > 0 ? theme::zoneRed : theme::textPrimary;
         p.setPen(QPen(theme::withAlpha(colour, major ? 0.85 : 0.5), major ? 1.5 : 1));
-        p.drawLine(theme::onDial(c, r + 1, a), theme::onDial(c, r + (major ? 7 : 4), a));
+        p.drawLine(theme::onDial(c, r + 1, a), theme::onDial(c, r + (major ? 7 : 4) * k, a));
         if (!major) continue;
-        const QPointF at = theme::onDial(c, r + 15, a);
+        const QPointF at = theme::onDial(c, r + 15 * k, a);
         p.setPen(theme::withAlpha(colour, 0.85));
-        p.drawText(QRectF(at.x() - 16, at.y() - 7, 32, 14), Qt::AlignCenter, signedFixedText(d, 0));
+        p.drawText(QRectF(at.x() - 16 * k, at.y() - 7 * k, 32 * k, 14 * k), Qt::AlignCenter, signedFixedText(d, 0));
     }
 
-    p.setFont(theme::captionFont());
+    p.setFont(titleFont());
     p.setPen(theme::textSecondary);
-    p.drawText(QRectF(10, height() - footer, width() - 20, footer - 4), Qt::AlignLeft | Qt::AlignVCenter, title_);
+    p.drawText(footerRect(), Qt::AlignLeft | Qt::AlignVCenter, title_);
 }
 
 void AnalogVUMeter::paintEvent(QPaintEvent*) {
@@ -157,10 +213,9 @@ void AnalogVUMeter::paintEvent(QPaintEvent*) {
     p.setBrush(theme::knobBody);
     p.drawEllipse(c, 5, 5);
 
-    p.setFont(theme::monoFont(theme::readoutPx));
+    p.setFont(readoutFont());
     p.setPen(std::isfinite(value_) ? theme::textPrimary : theme::textSecondary);
-    p.drawText(QRectF(10, height() - footer, width() - 20, footer - 4), Qt::AlignRight | Qt::AlignVCenter,
-               accessibleReading().value);
+    p.drawText(footerRect(), Qt::AlignRight | Qt::AlignVCenter, accessibleReading().value);
 }
 
 AccessibleReading AnalogVUMeter::accessibleReading() const {

@@ -3,7 +3,8 @@
 // from reference + lowDelta (left) to reference + highDelta (right). The scale is labelled in
 // signed whole decibels relative to the reference ("%+.0f"), with the stretch above the
 // reference in red. A value out of range pins the needle at that end; one that cannot be
-// measured rests it on the left.
+// measured rests it on the left. The dial and its type grow with the widget; under it, the title
+// and the reading share one line, in smaller type when the meter is narrow, never overlapping.
 #include <QColor>
 #include <QString>
 #include <QWidget>
@@ -33,8 +34,13 @@ public:
     QPointF pivot() const;
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return QSize(180, 120); }
+    QSize minimumSizeHint() const override { return QSize(170, 110); }
     AccessibleReading accessibleReading() const override;
+
+    // The line under the dial: its box, and the fonts the title and the reading are drawn in.
+    QRectF footerRect() const;
+    QFont titleFont() const;
+    QFont readoutFont() const;
 
 protected:
     void paintEvent(QPaintEvent*) override;
@@ -42,6 +48,11 @@ protected:
 
 private:
     double radius() const;
+    double lowestPivot() const;  // just above the footer
+    double footerHeight() const;
+    int readoutPx() const;  // before fitting: larger on a large dial
+    int footerPx() const;   // fitted so the title and the reading share the line
+    int scalePx() const;
     double labelStep() const;
     void paintFace(QPainter& p) const;
     void changed();

@@ -3,7 +3,9 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QMimeData>
+#include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSplitter>
 #include <QVBoxLayout>
@@ -47,13 +49,50 @@ QVBoxLayout* column(QWidget* w, int spacing = 10) {
     return layout;
 }
 
+// A part of a column that scrolls inside it when the window is too short for it, and fills it
+// when the window is tall; the panels show through. It asks for the width its content needs
+// and room for its scroll bar, so the columns beside it give way before its content is cut.
+class ColumnScroll : public QScrollArea {
+public:
+    explicit ColumnScroll(QWidget* content) {
+        setWidgetResizable(true);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setFrameShape(QFrame::NoFrame);
+        setWidget(content);  // which turns its background on: off again
+        viewport()->setAutoFillBackground(false);
+        content->setAutoFillBackground(false);
+        content->installEventFilter(this);
+    }
+    QSize minimumSizeHint() const override { return QSize(needed(widget()->minimumSizeHint().width()), 120); }
+    QSize sizeHint() const override {
+        const QSize content = widget()->sizeHint();
+        return QSize(needed(content.width()), content.height());
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* e) override {
+        // The content's needs changed (a panel shown, a longer text): the splitter asks again.
+        if (watched == widget() && e->type() == QEvent::LayoutRequest) updateGeometry();
+        return QScrollArea::eventFilter(watched, e);
+    }
+
+private:
+    int needed(int content) const { return content + verticalScrollBar()->sizeHint().width(); }
+};
+
 }  // namespace
 
 MainWindow::MainWindow(Model& model, QWidget* parent) : QMainWindow(parent), model_(model) {
     setWindowTitle(QStringLiteral("Velmora"));
     setObjectName(QStringLiteral("VelmoraMainWindow"));
-    resize(1600, 1000);
-    setMinimumSize(1280, 800);
+    setMinimumSize(smallestSize);
+    resize(preferredSize);
+    // A screen smaller than that (a laptop's 1280 × 720) gets a window its size.
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        const QSize room = screen->availableGeometry().size();
+        if (room.width() >= smallestSize.width() && room.height() >= smallestSize.height())
+            resize(preferredSize.boundedTo(room));
+    }
     setPalette(theme::studioPalette());
     setStyleSheet(window::stockWidgetStyle());
     setAcceptDrops(true);
@@ -70,6 +109,7 @@ MainWindow::MainWindow(Model& model, QWidget* parent) : QMainWindow(parent), mod
     columns_->setStretchFactor(1, 1);
     columns_->setStretchFactor(2, 0);
     columns_->setSizes({310, 770, 520});
+    arrangeColumns();
     auto* frame = new QWidget(central);
     auto* framed = column(frame, 0);
     framed->setContentsMargins(10, 10, 10, 10);
@@ -107,42 +147,48 @@ MainWindow::~MainWindow() {
     if (qApp) qApp->removeEventFilter(spaceBar_);
 }
 
+// The header stays; the session and the side tabs scroll below it on a short screen.
 QWidget* MainWindow::makeLeftColumn() {
-    auto* left = new QWidget;
-    left->setMinimumWidth(250);
-    auto* layout = column(left);
-    header_ = new window::HeaderSection(left);
-    fileList_ = new window::FileListSection(model_, left);
-    presets_ = new window::PresetsSection(model_, left);
+    leftColumn_ = new QWidget;
+    leftLayout_ = column(leftColumn_);
+    header_ = new window::HeaderSection(leftColumn_);
+    auto* content = new QWidget;
+    sessionLayout_ = column(content);
+    fileList_ = new window::FileListSection(model_, content);
+    presets_ = new window::PresetsSection(model_, content);
     presets_->setMinimumHeight(280);
-    layout->addWidget(header_);
-    layout->addWidget(fileList_, 1);
-    layout->addWidget(presets_, 1);
-    return left;
+    sessionLayout_->addWidget(fileList_, 1);
+    sessionLayout_->addWidget(presets_, 1);
+    sessionScroll_ = new ColumnScroll(content);
+    leftLayout_->addWidget(header_);
+    leftLayout_->addWidget(sessionScroll_, 1);
+    return leftColumn_;
 }
 
+// The measures stay, and grow with the window; the waveform, the history and the diagnosis
+// scroll below them on a short screen.
 QWidget* MainWindow::makeCentreColumn() {
     auto* centre = new QWidget;
-    centre->setMinimumWidth(520);
     auto* layout = column(centre);
     measures_ = new window::MeasuresSection(model_, centre);
-    transport_ = new window::TransportSection(model_, centre);
-    history_ = new window::HistorySection(model_, centre);
+    auto* content = new QWidget;
+    fileLayout_ = column(content);
+    transport_ = new window::TransportSection(model_, content);
+    history_ = new window::HistorySection(model_, content);
     history_->setMinimumHeight(190);
-    diagnosis_ = new window::DiagnosisSection(model_, centre);
-    layout->addWidget(measures_);
-    layout->addWidget(transport_);
-    layout->addWidget(history_, 1);
-    layout->addWidget(diagnosis_, 1);
+    diagnosis_ = new window::DiagnosisSection(model_, content);
+    fileLayout_->addWidget(transport_);
+    fileLayout_->addWidget(history_, 3);
+    fileLayout_->addWidget(diagnosis_, 2);
+    fileScroll_ = new ColumnScroll(content);
+    // A third of a tall column: the meters grow on a large screen, and on a usual one the
+    // waveform and the history keep the room they had.
+    layout->addWidget(measures_, 1);
+    layout->addWidget(fileScroll_, 2);
     return centre;
 }
 
 QWidget* MainWindow::makeRightColumn() {
-    settingsScroll_ = new QScrollArea;
-    settingsScroll_->setWidgetResizable(true);
-    settingsScroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    settingsScroll_->setMinimumWidth(440);
-    settingsScroll_->setFrameShape(QFrame::NoFrame);
     auto* content = new QWidget;
     auto* layout = column(content);
     layout->setContentsMargins(0, 0, 10, 0);  // room for the scroll bar
@@ -155,17 +201,49 @@ QWidget* MainWindow::makeRightColumn() {
     layout->addWidget(output_);
     layout->addWidget(multiMaster_);
     layout->addStretch(1);
-    settingsScroll_->setWidget(content);
-    settingsScroll_->viewport()->setAutoFillBackground(false);
-    content->setAutoFillBackground(false);
-    return settingsScroll_;
+    settingsScroll_ = new ColumnScroll(content);
+    rightColumn_ = new QWidget;
+    rightLayout_ = column(rightColumn_);
+    rightLayout_->addWidget(settingsScroll_, 1);
+    return rightColumn_;
 }
 
-void MainWindow::saveLayout(QSettings& settings) const { settings.setValue(columnsKey, columns_->saveState()); }
+void MainWindow::saveLayout(QSettings& settings) const {
+    // Two columns are a small screen's arrangement: the three as they were are kept.
+    settings.setValue(columnsKey, compact_ ? wideState_ : columns_->saveState());
+}
 
 void MainWindow::restoreLayout(QSettings& settings) {
     const QByteArray state = settings.value(columnsKey).toByteArray();
-    if (!state.isEmpty()) columns_->restoreState(state);
+    if (state.isEmpty()) return;
+    if (compact_) wideState_ = state;
+    else columns_->restoreState(state);
+}
+
+void MainWindow::resizeEvent(QResizeEvent* e) {
+    QMainWindow::resizeEvent(e);
+    arrangeColumns();
+}
+
+void MainWindow::arrangeColumns() {
+    // Below this width three columns leave the centre too little room: the header goes above
+    // the settings, the session and the side tabs into the centre's scrolling part.
+    const bool compact = width() < compactBelowWidth;
+    if (compact == compact_) return;
+    if (compact) wideState_ = columns_->saveState();
+    compact_ = compact;
+    if (compact) {
+        rightLayout_->insertWidget(0, header_);
+        fileLayout_->insertWidget(0, fileList_);
+        fileLayout_->addWidget(presets_);
+        leftColumn_->hide();
+    } else {
+        leftLayout_->insertWidget(0, header_);
+        sessionLayout_->addWidget(fileList_, 1);
+        sessionLayout_->addWidget(presets_, 1);
+        leftColumn_->show();
+        if (!wideState_.isEmpty()) columns_->restoreState(wideState_);
+    }
 }
 
 void MainWindow::modeChanged() {

@@ -1,7 +1,10 @@
 #pragma once
 // Velmora's main window: the session and the side tabs on the left, what the
 // selected file is in the centre, what Velmora will do to it on the right (one scroll area),
-// the actions and the status line across the bottom. It reads the model and calls its actions;
+// the actions and the status line across the bottom. It fits a small laptop screen: each column
+// scrolls inside itself below what never scrolls (the header, the measures, the action bar); on
+// a large screen the meters and the history take the room. Below `compactBelowWidth` the left
+// column's parts join the other two. It reads the model and calls its actions;
 // it holds no audio logic and no state beyond its own view state.
 //
 // The live parts (meters, play position, waveform cursor, live spectrum) redraw from one 50 ms
@@ -13,6 +16,7 @@
 class QSettings;
 class QSplitter;
 class QScrollArea;
+class QVBoxLayout;
 
 namespace velmora {
 
@@ -38,6 +42,9 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
     static constexpr int liveIntervalMS = 50;
+    static constexpr QSize preferredSize{1600, 1000};
+    static constexpr QSize smallestSize{1024, 640};
+    static constexpr int compactBelowWidth = 1240;
 
     explicit MainWindow(Model& model, QWidget* parent = nullptr);
     ~MainWindow() override;
@@ -45,6 +52,8 @@ public:
     // The three columns; their positions are remembered by the shell under "Velmora_window/…".
     QSplitter* columns() const { return columns_; }
     void saveLayout(QSettings& settings) const;
+    // Two columns rather than three: a narrow window.
+    bool isCompact() const { return compact_; }
     void restoreLayout(QSettings& settings);
 
     // One frame of the live parts, as the timer draws it.
@@ -64,6 +73,9 @@ public:
     window::MultiMasterSection* multiMaster() const { return multiMaster_; }
     window::ActionBar* actions() const { return actions_; }
     QScrollArea* settingsColumn() const { return settingsScroll_; }
+    // What scrolls under the header on the left and under the measures in the centre.
+    QScrollArea* sessionColumn() const { return sessionScroll_; }
+    QScrollArea* fileColumn() const { return fileScroll_; }
 
 protected:
     void dragEnterEvent(QDragEnterEvent*) override;
@@ -71,17 +83,29 @@ protected:
     void dragLeaveEvent(QDragLeaveEvent*) override;
     void dropEvent(QDropEvent*) override;
     void keyPressEvent(QKeyEvent*) override;
+    void resizeEvent(QResizeEvent*) override;
 
 private:
     QWidget* makeLeftColumn();
     QWidget* makeCentreColumn();
     QWidget* makeRightColumn();
+    void arrangeColumns();
     void listeningChanged();
     void modeChanged();
 
     Model& model_;
     QSplitter* columns_;
     QScrollArea* settingsScroll_ = nullptr;
+    QScrollArea* sessionScroll_ = nullptr;
+    QScrollArea* fileScroll_ = nullptr;
+    QWidget* leftColumn_ = nullptr;
+    QWidget* rightColumn_ = nullptr;
+    QVBoxLayout* leftLayout_ = nullptr;     // the header, then the session's scrolling part
+    QVBoxLayout* sessionLayout_ = nullptr;  // the file list and the side tabs
+    QVBoxLayout* fileLayout_ = nullptr;     // the centre's scrolling part
+    QVBoxLayout* rightLayout_ = nullptr;    // the settings' scrolling part, under the header when compact
+    bool compact_ = false;
+    QByteArray wideState_;  // the three columns' positions while they are two
     window::HeaderSection* header_ = nullptr;
     window::FileListSection* fileList_ = nullptr;
     window::PresetsSection* presets_ = nullptr;

@@ -46,12 +46,60 @@ void NormListView::setChecks(std::vector<NormCheck> checks, int chosen) {
     update();
 }
 
-int NormListView::columns() const { return width() >= twoColumnsFrom ? 2 : 1; }
+namespace {
+
+constexpr double markWidth = 22;  // the mark and the room after it
+constexpr double labelGap = 12;   // between the longest name and the loudness delta
+constexpr double columnGap = 10;
+
+QFont labelFont() {
+    QFont small = theme::bodyFont();
+    small.setPixelSize(11);
+    return small;
+}
+
+QFont valueFont() { return theme::monoFont(11); }
+
+double deltaWidth() { return QFontMetricsF(valueFont()).horizontalAdvance(QStringLiteral("+00.0 LU")); }
+double peakWidth() { return QFontMetricsF(valueFont()).horizontalAdvance(QStringLiteral("TP +00.0")) + 16; }
+
+}  // namespace
+
+double NormListView::naturalLineWidth() const {
+    const QFontMetricsF metrics(labelFont());
+    double label = 0;
+    for (const NormCheck& c : checks_)
+        label = std::max(label, metrics.horizontalAdvance(QString::fromStdString(c.presetLabel)));
+    return 4 + markWidth + std::ceil(label) + labelGap + deltaWidth() + 6 + peakWidth() + 4;
+}
+
+int NormListView::columnsFor(int width) const {
+    // Two columns from a modest width, the names shortened if need be; a third only where three
+    // whole lines fit side by side.
+    if (width < twoColumnsFrom) return 1;
+    return width >= 3 * naturalLineWidth() + 2 * columnGap ? 3 : 2;
+}
 
 int NormListView::heightForWidth(int width) const {
-    const int cols = width >= twoColumnsFrom ? 2 : 1;
+    const int cols = columnsFor(width);
     const int rows = (int(checks_.size()) + cols - 1) / cols;
     return rows * lineHeight + 2;
+}
+
+NormListView::LineGeometry NormListView::lineGeometry(int index) const {
+    const int cols = columns();
+    const int rows = (int(checks_.size()) + cols - 1) / cols;
+    const double columnWidth = (width() - (cols - 1) * columnGap) / cols;
+    const int col = index / std::max(rows, 1), row = index % std::max(rows, 1);
+    const double left = col * (columnWidth + columnGap);
+    LineGeometry g;
+    g.line = QRectF(left, 1 + row * lineHeight, std::min(columnWidth, naturalLineWidth()), lineHeight);
+    g.mark = QRectF(left + 4, g.line.top(), 14, lineHeight);
+    const double right = g.line.right() - 4;
+    g.peak = QRectF(right - peakWidth(), g.line.top(), peakWidth(), lineHeight);
+    g.delta = QRectF(g.peak.left() - deltaWidth() - 6, g.line.top(), deltaWidth(), lineHeight);
+    g.label = QRectF(left + markWidth, g.line.top(), std::max(0.0, g.delta.left() - left - markWidth - 6), lineHeight);
+    return g;
 }
 
 QSize NormListView::sizeHint() const { return QSize(600, heightForWidth(600)); }
@@ -66,45 +114,34 @@ QString NormListView::lineText(int index) const {
 
 void NormListView::paintEvent(QPaintEvent*) {
     QPainter p(this);
-    const int cols = columns();
-    const int rows = (int(checks_.size()) + cols - 1) / cols;
-    const double columnWidth = double(width()) / cols;
     const QFont body = theme::bodyFont();
-    QFont small = body;
-    small.setPixelSize(11);
-    const QFont mono = theme::monoFont(11);
+    const QFont small = labelFont();
+    const QFont mono = valueFont();
     const QFontMetricsF smallMetrics(small);
-    const double deltaWidth = QFontMetricsF(mono).horizontalAdvance(QStringLiteral("+00.0 LU"));
-    const double peakWidth = QFontMetricsF(mono).horizontalAdvance(QStringLiteral("TP +00.0")) + 16;
     for (int i = 0; i < int(checks_.size()); ++i) {
         const NormCheck& c = checks_[std::size_t(i)];
-        const int col = i / rows, row = i % rows;
-        const QRectF line(col * columnWidth, 1 + row * lineHeight, columnWidth - (col + 1 < cols ? 10 : 0), lineHeight);
+        const LineGeometry g = lineGeometry(i);
         if (c.id == chosen_) {
             p.setRenderHint(QPainter::Antialiasing);
             p.setPen(Qt::NoPen);
             p.setBrush(theme::withAlpha(theme::accent, 0.14));
-            p.drawRoundedRect(line, 3, 3);
+            p.drawRoundedRect(g.line, 3, 3);
         }
         const QColor markColour = c.conform ? theme::ledGreen : theme::zoneAmber;
         p.setFont(body);
         p.setPen(markColour);
-        p.drawText(QRectF(line.left() + 4, line.top(), 14, line.height()), Qt::AlignCenter, c.conform ? okMark : warnMark);
-        const double right = line.right() - 4;
-        const QRectF peakRect(right - peakWidth, line.top(), peakWidth, line.height());
-        const QRectF deltaRect(peakRect.left() - deltaWidth - 6, line.top(), deltaWidth, line.height());
-        const QRectF labelRect(line.left() + 22, line.top(), deltaRect.left() - line.left() - 28, line.height());
+        p.drawText(g.mark, Qt::AlignCenter, c.conform ? okMark : warnMark);
         p.setFont(small);
         p.setPen(c.id == chosen_ ? theme::textPrimary : theme::withAlpha(theme::textPrimary, 0.85));
-        p.drawText(labelRect, Qt::AlignLeft | Qt::AlignVCenter,
-                   smallMetrics.elidedText(QString::fromStdString(c.presetLabel), Qt::ElideRight, labelRect.width()));
+        p.drawText(g.label, Qt::AlignLeft | Qt::AlignVCenter,
+                   smallMetrics.elidedText(QString::fromStdString(c.presetLabel), Qt::ElideRight, g.label.width()));
         p.setFont(mono);
         p.setPen(c.integratedOK ? theme::ledGreen : theme::zoneAmber);
-        p.drawText(deltaRect, Qt::AlignRight | Qt::AlignVCenter,
+        p.drawText(g.delta, Qt::AlignRight | Qt::AlignVCenter,
                    std::isfinite(c.integratedLUFS) ? signedOneDecimal(c.integratedLUFS - c.targetLUFS) + QStringLiteral(" LU")
                                                    : QStringLiteral("—"));
         p.setPen(c.truePeakOK ? theme::ledGreen : theme::zoneRed);
-        p.drawText(peakRect, Qt::AlignRight | Qt::AlignVCenter,
+        p.drawText(g.peak, Qt::AlignRight | Qt::AlignVCenter,
                    (c.truePeakOK ? okMark : warnMark) + QStringLiteral(" TP ") + signedOneDecimal(c.truePeakDBTP - c.ceilingDBTP));
     }
 }

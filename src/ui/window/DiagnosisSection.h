@@ -17,8 +17,9 @@ class StudioPanel;
 namespace window {
 class OriginBadge;
 
-// The 21 lines in two columns: mark, norm, loudness delta, true-peak mark and delta ("%+.1f").
-// The chosen norm's line is highlighted.
+// The 21 lines in two columns (three on a wide screen): mark, norm, loudness delta, true-peak
+// mark and delta ("%+.1f"). The chosen norm's line is highlighted. A line is never wider than
+// its longest norm name and its values need: on a wide screen the values stay beside the names.
 class NormListView : public QWidget {
     Q_OBJECT
 public:
@@ -28,6 +29,12 @@ public:
     const std::vector<NormCheck>& checks() const { return checks_; }
     // The text of line `index` as drawn, for tests and screen readers: "✓ label  +0.4 LU  ✓ TP -0.3".
     QString lineText(int index) const;
+    // Where line `index` and its parts are drawn, in widget coordinates.
+    struct LineGeometry {
+        QRectF line, mark, label, delta, peak;
+    };
+    LineGeometry lineGeometry(int index) const;
+    int columns() const { return columnsFor(width()); }
     QSize sizeHint() const override;
     bool hasHeightForWidth() const override { return true; }
     int heightForWidth(int width) const override;
@@ -36,7 +43,8 @@ protected:
     void paintEvent(QPaintEvent*) override;
 
 private:
-    int columns() const;
+    int columnsFor(int width) const;
+    double naturalLineWidth() const;  // the mark, the longest name and the values
 
     std::vector<NormCheck> checks_;
     int chosen_ = -1;

@@ -33,7 +33,11 @@ HistorySection::HistorySection(Model& model, QWidget* parent) : QWidget(parent),
     history_ = new LoudnessHistoryView(panel_);
     history_->setAccessibleName(QStringLiteral("Historique de sonie"));
     layout->addWidget(history_, 5);
-    auto* side = new QVBoxLayout;
+    // On a wide screen the history takes the width; the list keeps what its columns need.
+    auto* sideBox = new QWidget(panel_);
+    sideBox->setMaximumWidth(560);
+    auto* side = new QVBoxLayout(sideBox);
+    side->setContentsMargins(0, 0, 0, 0);
     side->setSpacing(6);
     bars_ = new ChannelBarsView(panel_);
     bars_->setVisible(false);
@@ -59,7 +63,7 @@ HistorySection::HistorySection(Model& model, QWidget* parent) : QWidget(parent),
     limitRow->addWidget(momentaryLimit_);
     limitRow->addStretch(1);
     side->addLayout(limitRow);
-    layout->addLayout(side, 4);
+    layout->addWidget(sideBox, 4);
 
     connect(history_, &LoudnessHistoryView::seekRequested, this, &HistorySection::seekTo);
     connect(events_, &EventsList::seekRequested, this, &HistorySection::seekTo);

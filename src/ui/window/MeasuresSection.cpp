@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -30,6 +31,10 @@ namespace {
 constexpr double minusInfinity = -std::numeric_limits<double>::infinity();
 // Below this width the readings go under the meters, four to a row; above, beside them.
 constexpr int besideFromWidth = 700;
+// A dial reads best in a box about 1.3 times as wide as it is tall: the two needle meters stand
+// side by side in a room wider than that, one above the other in a narrower one. The margin
+// either side keeps them from flipping back and forth at the edge.
+constexpr double sideBySideAbove = 1.4, stackedBelow = 1.2;
 
 QLabel* warningLine(const QString& text, const QColor& colour, QWidget* parent) {
     auto* label = new QLabel(text, parent);
@@ -94,10 +99,11 @@ MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent
 
     integrated_ = new BigMeter(QStringLiteral("INTÉGRÉE"), QStringLiteral("LUFS"), false, page);
     shortTerm_ = new VerticalMeter(QStringLiteral("COURT TERME"), false, page);
+    // The big meter asks for the width its type needs at its height; the needles take the rest.
     meterRow_->addWidget(integrated_);
     meterRow_->addWidget(shortTerm_);
-    auto* needles = new QVBoxLayout;
-    needles->setSpacing(6);
+    needles_ = new QBoxLayout(QBoxLayout::TopToBottom);
+    needles_->setSpacing(6);
     loudnessVU_ = new AnalogVUMeter(page);
     loudnessVU_->setTitle(QStringLiteral("SONIE (VU · M)"));
     loudnessVU_->setDeltas(-24, 6);
@@ -108,11 +114,11 @@ MeasuresSection::MeasuresSection(Model& model, QWidget* parent) : QWidget(parent
     peakVU_->setUnit(QStringLiteral("dBTP"));
     peakVU_->setAccent(theme::zoneRed);
     for (auto* vu : {loudnessVU_, peakVU_}) {
-        vu->setMinimumSize(190, 118);
-        vu->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
-        needles->addWidget(vu);
+        vu->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+        needles_->addWidget(vu);
     }
-    meterRow_->addLayout(needles, 1);
+    meterRow_->addLayout(needles_, 1);
+    loudnessVU_->installEventFilter(this);
 
     badgeBox_ = new QWidget(page);
     badgeGrid_ = new QGridLayout(badgeBox_);
@@ -162,9 +168,52 @@ void MeasuresSection::seekTo(std::optional<double> seconds) {
     model_.seekPlayback(*seconds / duration);
 }
 
+QSize MeasuresSection::minimumSizeHint() const {
+    // As narrow as the narrowest arrangement allows (needles stacked, readings under them), so
+    // a splitter can always take the section there: the arrangement follows the width it gets.
+    QSize s = QWidget::minimumSizeHint();
+    const int panelMargins = panel_->contentsMargins().left() + panel_->contentsMargins().right();
+    const int meters = integrated_->minimumSizeHint().width() + shortTerm_->minimumSizeHint().width() +
+                       loudnessVU_->minimumSizeHint().width() + 2 * meterRow_->spacing();
+    int readings = 3 * badgeGrid_->horizontalSpacing();
+    for (const QWidget* b : {momentaryMax_, shortTermMax_, truePeak_, samplePeak_})
+        readings += b->minimumSizeHint().width();
+    const int narrowest = panelMargins + std::max(meters, readings);
+    s.setWidth(std::min(s.width(), narrowest));
+    return s;
+}
+
 void MeasuresSection::resizeEvent(QResizeEvent* e) {
     QWidget::resizeEvent(e);
     arrangeBadges();
+}
+
+bool MeasuresSection::eventFilter(QObject* watched, QEvent* e) {
+    // After the layout pass that resized the dial: turning the row round in the middle of it
+    // would leave the panels above with the old arrangement's minimum height.
+    if (watched == loudnessVU_ && e->type() == QEvent::Resize)
+        QMetaObject::invokeMethod(this, &MeasuresSection::arrangeNeedles, Qt::QueuedConnection);
+    return QWidget::eventFilter(watched, e);
+}
+
+void MeasuresSection::arrangeNeedles() {
+    // The room both dials share, whichever way they stand now.
+    const QSize one = loudnessVU_->size();
+    const double room = needlesSideBySide_ ? (2.0 * one.width() + needles_->spacing()) / std::max(1, one.height())
+                                           : double(one.width()) / std::max(1, 2 * one.height() + needles_->spacing());
+    // Side by side and narrower than a dial can be: the row has not the room for two.
+    const bool squeezed = one.width() < loudnessVU_->minimumSizeHint().width();
+    const bool sideBySide = needlesSideBySide_ ? room > stackedBelow && !squeezed : room > sideBySideAbove;
+    if (sideBySide == needlesSideBySide_) return;
+    needlesSideBySide_ = sideBySide;
+    needles_->setDirection(sideBySide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    needles_->setSpacing(sideBySide ? 10 : 6);
+    // The panels between here and the column keep their minimum heights cached: each is told.
+    for (QWidget* w = loudnessVU_->parentWidget(); w; w = w->parentWidget()) {
+        if (w->layout()) w->layout()->invalidate();
+        w->updateGeometry();
+        if (w == this) break;
+    }
 }
 
 void MeasuresSection::arrangeBadges() {
@@ -229,7 +278,7 @@ void MeasuresSection::refresh() {
     showReading(range_, m.loudnessRange.value_or(minusInfinity), QStringLiteral("LU"));
     const QString rangeLabel = rangeLabelFor(shown);
     if (rangeLabel != rangeLabel_) {
-        range_->setLabel(rangeLabel_ = rangeLabel);
+        range_->setLabel(rangeLabel_ = rangeLabel, QStringLiteral("LRA"));
         // A narrow badge shortens its label: the whole of it on hovering.
         range_->setToolTip(rangeLabel == QStringLiteral("LRA") ? QString() : rangeLabel + QStringLiteral(" LUFS"));
     }

@@ -11,6 +11,7 @@
 
 #include "mastering/LiveMeter.h"
 
+class QBoxLayout;
 class QGridLayout;
 class QHBoxLayout;
 class QLabel;
@@ -46,6 +47,7 @@ public:
     VerticalMeter* shortTermMeter() const { return shortTerm_; }
     AnalogVUMeter* loudnessNeedle() const { return loudnessVU_; }
     AnalogVUMeter* peakNeedle() const { return peakVU_; }
+    bool needlesSideBySide() const { return needlesSideBySide_; }
     SeekBadge* momentaryMaxBadge() const { return momentaryMax_; }
     SeekBadge* shortTermMaxBadge() const { return shortTermMax_; }
     SeekBadge* truePeakBadge() const { return truePeak_; }
@@ -58,12 +60,15 @@ public:
     OriginBadge* origin() const { return origin_; }
     // The warning lines shown now, in order.
     QStringList warnings() const;
+    QSize minimumSizeHint() const override;
 
 protected:
     void resizeEvent(QResizeEvent*) override;
+    bool eventFilter(QObject* watched, QEvent* e) override;
 
 private:
     void arrangeBadges();
+    void arrangeNeedles();
     void refreshWarnings();
     void seekTo(std::optional<double> seconds);
 
@@ -72,6 +77,8 @@ private:
     QStackedWidget* stack_;
     QLabel* placeholder_;
     QHBoxLayout* meterRow_;
+    QBoxLayout* needles_;
+    bool needlesSideBySide_ = false;
     QVBoxLayout* body_;
     QWidget* badgeBox_;
     QGridLayout* badgeGrid_;

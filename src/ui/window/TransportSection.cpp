@@ -53,7 +53,9 @@ TransportSection::TransportSection(Model& model, QWidget* parent) : QWidget(pare
     // Fixed, as the clock: the readings change every tick.
     loudness_->setFixedSize(loudness_->fontMetrics().horizontalAdvance(QStringLiteral("M -000.0  S -000.0 LUFS")),
                             loudness_->fontMetrics().height());
-    row->addWidget(loudness_);
+    // In the panel's title line, beside the waveform it reads: the row under it stays narrow
+    // enough for a laptop's screen.
+    panel_->setHeaderWidget(loudness_);
     row->addStretch(1);
     ab_ = new ABSwitch(panel_);
     row->addWidget(ab_);
