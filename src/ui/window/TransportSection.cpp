@@ -42,20 +42,23 @@ TransportSection::TransportSection(Model& model, QWidget* parent) : QWidget(pare
     // A fixed size: a new text then repaints the clock alone instead of laying the window out.
     clock_->setFixedSize(clock_->fontMetrics().horizontalAdvance(QStringLiteral("000:00.0")), clock_->sizeHint().height());
     row->addWidget(clock_);
-    row->addSpacing(10);
-    lecture_ = makeCaption(QStringLiteral("LECTURE"), panel_);
-    row->addWidget(lecture_);
-    row->addSpacing(10);
-    loudness_ = new QLabel(panel_);
+    // The playback state and what plays now read in the panel's title line, beside the
+    // waveform: the row under it stays narrow enough for a laptop's screen with A/B and LIVE.
+    auto* header = new QWidget(panel_);
+    auto* headerRow = new QHBoxLayout(header);
+    headerRow->setContentsMargins(0, 0, 0, 0);
+    headerRow->setSpacing(10);
+    lecture_ = makeCaption(QStringLiteral("LECTURE"), header);
+    headerRow->addWidget(lecture_);
+    loudness_ = new QLabel(header);
     loudness_->setFont(theme::monoFont(11, false));
     setTextColour(loudness_, theme::textSecondary);
     loudness_->setAccessibleName(QStringLiteral("Sonie à la tête de lecture"));
     // Fixed, as the clock: the readings change every tick.
     loudness_->setFixedSize(loudness_->fontMetrics().horizontalAdvance(QStringLiteral("M -000.0  S -000.0 LUFS")),
                             loudness_->fontMetrics().height());
-    // In the panel's title line, beside the waveform it reads: the row under it stays narrow
-    // enough for a laptop's screen.
-    panel_->setHeaderWidget(loudness_);
+    headerRow->addWidget(loudness_);
+    panel_->setHeaderWidget(header);
     row->addStretch(1);
     ab_ = new ABSwitch(panel_);
     row->addWidget(ab_);
