@@ -11,33 +11,25 @@ DialogueAnalyzer::DialogueAnalyzer(LoudnessAnalyzer& loudness, WeightsFor weight
 DialogueAnalyzer::~DialogueAnalyzer() {
     quiesce();
     if (!worker_.joinable()) return;
-    {
-        std::lock_guard lock(mutex_);
-        stopping_ = true;
-    }
-    wake_.notify_one();
+    stopping_.store(true);
+    queued_.release();
     worker_.join();
 }
 
 void DialogueAnalyzer::quiesce() {
     loudness_.quiesce();
-    std::unique_lock lock(mutex_);
-    idle_.wait(lock, [this] { return pending_.empty() && !busy_; });
+    for (std::size_t d = done_.load(std::memory_order_acquire); d != pushed_; d = done_.load(std::memory_order_acquire))
+        done_.wait(d, std::memory_order_acquire);
 }
 
 void DialogueAnalyzer::work() {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        wake_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
-        if (pending_.empty()) return;  // stopping, with nothing left
-        const auto [begin, end] = pending_.front();
-        pending_.pop_front();
-        busy_ = true;
-        lock.unlock();
+    for (std::size_t taken = 0;; ++taken) {
+        queued_.acquire();
+        if (stopping_.load()) return;  // only once everything queued was listened to (quiesce)
+        const auto [begin, end] = ring_[taken % ringSize];
         listen(*audio_, begin, end);
-        lock.lock();
-        busy_ = false;
-        if (pending_.empty()) idle_.notify_all();
+        done_.store(taken + 1, std::memory_order_release);
+        done_.notify_all();
     }
 }
 
@@ -55,12 +47,11 @@ void DialogueAnalyzer::framesDecoded(const PlanarAudio& audio, std::size_t begin
     loudness_.framesDecoded(audio, begin, end);
     // The decoder writes the window's later frames meanwhile, never these: it turns the window
     // over, or grows it, only after quiesce().
-    {
-        std::lock_guard lock(mutex_);
-        audio_ = &audio;
-        pending_.emplace_back(begin, end);
-    }
-    wake_.notify_one();
+    if (pushed_ - done_.load(std::memory_order_acquire) == ringSize) quiesce();
+    audio_ = &audio;
+    ring_[pushed_ % ringSize] = {begin, end};
+    ++pushed_;
+    queued_.release();
 }
 
 void DialogueAnalyzer::listen(const PlanarAudio& audio, std::size_t begin, std::size_t end) {

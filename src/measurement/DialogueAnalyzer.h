@@ -7,10 +7,10 @@
 //   DialogueAnalyzer dialogue(loudness, [&](const PlanarAudio& a) { return weightsOf(a); });
 //   readAudioFile(path, &dialogue);
 //   auto result = dialogue.result(weights);
-#include <condition_variable>
-#include <deque>
+#include <array>
+#include <atomic>
 #include <functional>
-#include <mutex>
+#include <semaphore>
 #include <string>
 #include <thread>
 #include <utility>
@@ -49,14 +49,16 @@ private:
     std::vector<float> mono_;
     SpeechStream speech_;
     // The detector works beside the decoder and the meters, not after them, and may fall a few
-    // slices behind: the decoder only waits for it when its window turns over (quiesce), so the
-    // detector takes whatever core the meters leave idle instead of holding up every slice.
+    // slices behind: the decoder only waits for it when its window turns over (quiesce). The
+    // hand-over takes no lock, so the decoder never waits on a detector that is not running.
     std::thread worker_;
-    std::mutex mutex_;
-    std::condition_variable wake_, idle_;
+    std::counting_semaphore<> queued_{0};
+    static constexpr std::size_t ringSize = 64;  // > the slices of one turn of the window
+    std::array<std::pair<std::size_t, std::size_t>, ringSize> ring_{};
+    std::size_t pushed_ = 0;         // the decoder's count
+    std::atomic<std::size_t> done_{0};  // slices listened to, from the detector
     const PlanarAudio* audio_ = nullptr;
-    std::deque<std::pair<std::size_t, std::size_t>> pending_;
-    bool busy_ = false, stopping_ = false;
+    std::atomic<bool> stopping_{false};
     bool finished_ = false;
 };
 

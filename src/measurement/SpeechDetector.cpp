@@ -6,16 +6,29 @@
 namespace velmora {
 
 float speechProbability(const SpeechModelWeights& m, const float* x) noexcept {
-    std::array<float, SpeechModelWeights::inputs> z;
-    for (std::size_t i = 0; i < z.size(); ++i) z[i] = (x[i] - m.mean[i]) * m.scale[i];
+    constexpr std::size_t inputs = SpeechModelWeights::inputs, hidden = SpeechModelWeights::hidden;
+    // The weights input by input, the hidden units side by side: the inner loop is the vector lanes.
+    struct Columns {
+        const SpeechModelWeights* model = nullptr;
+        std::array<float, inputs * hidden> weights{};
+    };
+    static thread_local Columns columns;
+    if (columns.model != &m) {
+        columns.model = &m;
+        for (std::size_t h = 0; h < hidden; ++h)
+            for (std::size_t i = 0; i < inputs; ++i) columns.weights[i * hidden + h] = m.hiddenWeights[h * inputs + i];
+    }
+    std::array<float, hidden> a = m.hiddenBias;
+    for (std::size_t i = 0; i < inputs; ++i) {
+        const float z = (x[i] - m.mean[i]) * m.scale[i];
+        const float* w = columns.weights.data() + i * hidden;
+        for (std::size_t h = 0; h < hidden; ++h) a[h] += w[h] * z;
+    }
     float out = m.outputBias;
-    for (std::size_t h = 0; h < SpeechModelWeights::hidden; ++h) {
-        const float* w = m.hiddenWeights.data() + h * SpeechModelWeights::inputs;
-        float a = m.hiddenBias[h];
-        for (std::size_t i = 0; i < z.size(); ++i) a += w[i] * z[i];
+    for (std::size_t h = 0; h < hidden; ++h) {
         // tanh through one exponential, at a third of the library's cost and within 2e-7 of it
         // (past the clamp tanh is ±1 in floats anyway).
-        const float e = std::exp(2.0f * std::clamp(a, -10.0f, 10.0f));
+        const float e = std::exp(2.0f * std::clamp(a[h], -10.0f, 10.0f));
         out += m.outputWeights[h] * ((e - 1.0f) / (e + 1.0f));
     }
     return 1.0f / (1.0f + std::exp(-out));

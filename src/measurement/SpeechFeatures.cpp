@@ -196,14 +196,14 @@ bool SpeechFeatures::summarise(std::size_t t) {
     const double average = speechMean / n;
     double syllabic = 0.0, all = 1e-9;
     constexpr std::size_t span = 2 * contextHalf + 1;
-    std::array<double, span> envelope{};  // frame t − contextHalf + j; 0 outside the programme
+    std::array<float, span> envelope{};  // frame t − contextHalf + j; 0 outside the programme
     for (std::size_t j = 0; j < span; ++j) {
         const std::size_t k = t + j;  // offset by contextHalf so it stays unsigned
         if (k >= contextHalf + first && k <= contextHalf + last)
-            envelope[j] = ring_[(k - contextHalf) % ringSize].speechDB - average;
+            envelope[j] = float(ring_[(k - contextHalf) % ringSize].speechDB - average);
     }
     // Every bin at once, frame by frame: the bins are the vector lanes.
-    std::array<double, modulationBins> re{}, im{};
+    std::array<float, modulationBins> re{}, im{};
     for (std::size_t j = 0; j < span; ++j) {
         const float* cosine = modulationCos_.data() + j * modulationBins;
         const float* sine = modulationSin_.data() + j * modulationBins;
@@ -213,7 +213,7 @@ bool SpeechFeatures::summarise(std::size_t t) {
         }
     }
     for (std::size_t bin = 1; bin <= modulationBins; ++bin) {
-        const double e = re[bin - 1] * re[bin - 1] + im[bin - 1] * im[bin - 1];
+        const double e = double(re[bin - 1]) * re[bin - 1] + double(im[bin - 1]) * im[bin - 1];
         all += e;
         if (bin >= 3 && bin <= 8) syllabic += e;
     }
