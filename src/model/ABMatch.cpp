@@ -1,6 +1,7 @@
 #include "model/ABMatch.h"
 
 #include "mastering/LiveChainLoudness.h"
+#include "model/GiveWay.h"
 #include "model/MasterTask.h"
 
 namespace velmora {
@@ -60,6 +61,8 @@ void ABMatcher::start() {
     current_ = cancelled;
     std::shared_ptr<const Programme> source = programmeFor(path_, isVideo_, channels_, frames_, sampleRate_);
     std::thread thread([this, source, params = params_, cancelled, finished, changed = changed_] {
+        // Reading a whole film beside the listening: never before the sound or the window.
+        giveWayToTheInterface();
         // A long file's first minutes already say much of its match: each figure so far
         // replaces the estimate until the whole file is read.
         const auto measured = measureLiveChain(*source, params, *cancelled, [&](const LiveChainLoudness& sofar) {

@@ -14,14 +14,12 @@
 #include "mastering/OnlineMasteringStreamer.h"
 #include "model/ABMatch.h"
 #include "model/FilePlayback.h"
+#include "model/GiveWay.h"
 #include "model/MasterNames.h"
 #include "measurement/FileAnalysis.h"
 #include "measurement/ProgrammeMeasure.h"
 #include "norms/Presets.h"
 #include "output/BroadcastWave.h"
-#include <pthread.h>
-#include <sched.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace velmora {
@@ -40,7 +38,6 @@ std::string claimedLoudness(const std::string& path) {
 namespace {
 // Niceness of the job threads: 10 weighs a job's thread about a tenth of the main thread's when
 // both want a core; alone on the machine a job runs as fast as ever.
-constexpr int jobNiceness = 10;
 }  // namespace
 
 Model::Model(std::unique_ptr<QSettings> store, Choosers* choosers, QObject* parent)
@@ -72,12 +69,7 @@ const QStringList& Model::acceptedExtensions() {
 void Model::startJob(std::function<void()> work) {
     waitForJob();  // the last job has posted its end already; its thread is only returning
     job_ = std::thread([work = std::move(work)] {
-        // Jobs give way to the interface: on a machine with few cores a batch would otherwise
-        // hold the main thread off its redraws for tens of milliseconds. The threads a job
-        // starts (decoding, per-channel work, reports) inherit the lower priority.
-        const sched_param batch{};
-        pthread_setschedparam(pthread_self(), SCHED_BATCH, &batch);
-        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), jobNiceness);
+        giveWayToTheInterface();
         work();
     });
 }
