@@ -203,6 +203,7 @@ void Model::togglePlayback() {
 }
 
 void Model::stopPlayback() {
+    abComparing_ = false;
     if (playback_) playback_->stop();
     setIsPlaybackPlaying(false);
     emit playbackTick();
@@ -320,7 +321,7 @@ void Model::matchAB() {
     abMatcher_->request(*it, mp_, [this] {
         applyAB();
         // Said when it changes what is heard; B plays as it was.
-        if (abSourceHeard_ && (isLiveMastering_ || isPlaybackPlaying_)) setGlobalStatus(abStatus());
+        if (abSourceHeard_ && (isLiveMastering_ || (isPlaybackPlaying_ && abComparing_))) setGlobalStatus(abStatus());
     });
     applyAB();
 }
@@ -331,7 +332,7 @@ void Model::applyAB() {
         liveStreamer_->setSourceGain(gain);
         liveStreamer_->setSourceHeard(abSourceHeard_);
     }
-    if (playback_) playback_->setAB(abSourceHeard_, gain);
+    if (playback_) playback_->setAB(abSourceHeard_, abComparing_ ? gain : 0.0);
 }
 
 QString Model::abStatus() const {
@@ -344,6 +345,7 @@ QString Model::abStatus() const {
 }
 
 void Model::toggleAB() {
+    abComparing_ = true;
     setABSourceHeard(!abSourceHeard_);
     matchAB();
     if (isLiveMastering_ || isPlaybackPlaying_) setGlobalStatus(abStatus());

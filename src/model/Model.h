@@ -395,6 +395,9 @@ private:
     std::unique_ptr<LiveMonitor> liveMonitor_;
     QTimer playbackTimer_;
     bool abSourceHeard_ = true;
+    // Plain playback plays the file as it is until the comparison is asked for (the A/B switch);
+    // from then until it stops, its source side is matched to the chain's loudness.
+    bool abComparing_ = false;
     std::unique_ptr<ABMatcher> abMatcher_;  // first to go: its threads post to this model
 };
 

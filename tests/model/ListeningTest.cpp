@@ -338,7 +338,7 @@ TEST_F(ModelOnJack, PlainPlaybackHearsTheChainOnBAndTheMatchedSourceOnA) {
     louder.compThreshold = 0, louder.compMakeup = 6;
     model.setMp(louder);
 
-    // Plain playback starts on the source, raised to the chain's loudness once it is measured.
+    // Plain playback plays the file as it is, whatever the chain, until the comparison is asked for.
     model.togglePlayback();
     ASSERT_TRUE(model.isPlaybackPlaying()) << model.globalStatus().toStdString();
     EXPECT_TRUE(model.abSourceHeard());
@@ -347,12 +347,14 @@ TEST_F(ModelOnJack, PlainPlaybackHearsTheChainOnBAndTheMatchedSourceOnA) {
     auto reads = [&](double lufs) {
         return eventually([&] { return model.playbackLevels() && std::fabs(model.playbackLevels()->momentary - lufs) < 0.1; });
     };
-    EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
+    EXPECT_TRUE(reads(file)) << model.playbackLevels()->momentary;
+    // Then B is the chain, and A the source raised to the chain's loudness.
     model.toggleAB();
     EXPECT_EQ(model.globalStatus(), "A/B : B (traité)");
     EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
-    // The chain switched off: nothing to match, the source plays as it is.
     model.toggleAB();
+    EXPECT_TRUE(reads(file + 6.0)) << model.playbackLevels()->momentary;
+    // The chain switched off: nothing to match, the source plays as it is.
     model.setMp(MasterParams{});
     EXPECT_TRUE(model.abMatchMeasured());
     EXPECT_EQ(model.abMatchGainDB(), 0.0);
