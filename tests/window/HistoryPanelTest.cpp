@@ -11,8 +11,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "WindowTesting.h"
-#include "audio/JackFixture.h"
+#include "WindowOnJack.h"
 #include "model/Model.h"
 #include "ui/LoudnessHistoryView.h"
 #include "ui/MainWindow.h"
@@ -37,8 +36,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using WindowOnJack = WithPrivateJackServer<48000>;
-
 // 90 s of programme; the left channel hard-clipped over 20.0–20.3 s and 60.0–60.2 s, the right
 // at -0.3 dBFS over 45.0–45.4 s.
 fs::path filmWithOvers(const ScratchDir& dir) {
@@ -58,18 +55,6 @@ fs::path filmWithOvers(const ScratchDir& dir) {
 
 class HistoryPanel : public WindowOnJack {
 protected:
-    void SetUp() override {
-        WindowOnJack::SetUp();
-        model = std::make_unique<Model>(nullptr, &choosers);
-        window = std::make_unique<MainWindow>(*model);
-        window->show();
-        QCoreApplication::processEvents();
-    }
-    void TearDown() override {
-        window.reset();
-        model.reset();
-        WindowOnJack::TearDown();
-    }
     void analyse(const QStringList& paths) {
         model->addDropped(paths);
         ASSERT_TRUE(waitIdle(*model));
@@ -78,9 +63,6 @@ protected:
     double playedSeconds() const { return model->playPosition() * model->selectedDuration(); }
 
     ScratchDir dir;
-    FixedChoosers choosers;
-    std::unique_ptr<Model> model;
-    std::unique_ptr<MainWindow> window;
 };
 
 TEST_F(HistoryPanel, TheOversAndClippingAreListedAndAClickGoesThere) {

@@ -23,8 +23,7 @@
 #include <QWidgetAction>
 #include <gtest/gtest.h>
 
-#include "WindowTesting.h"
-#include "audio/JackFixture.h"
+#include "WindowOnJack.h"
 #include "model/Model.h"
 #include "ui/AnalogVUMeter.h"
 #include "ui/BigMeter.h"
@@ -224,23 +223,11 @@ TEST(MainWindow, TheAKeyFlipsTheABSwitchButTypesInTheFields) {
     EXPECT_EQ(model.globalStatus(), "A/B : A (source) à la prochaine écoute");
 }
 
-// The session, the space bar and live mastering need an output: a private JACK server.
-using WindowOnJack = WithPrivateJackServer<48000>;
-
 class WindowSession : public WindowOnJack {
 protected:
     void SetUp() override {
         WindowOnJack::SetUp();
         session = makeSession(dir);
-        model = std::make_unique<Model>(nullptr, &choosers);
-        window = std::make_unique<MainWindow>(*model);
-        window->show();
-        QCoreApplication::processEvents();
-    }
-    void TearDown() override {
-        window.reset();
-        model.reset();
-        WindowOnJack::TearDown();
     }
     // Drops the three files on the measures panel (any place of the window takes them) and
     // waits until all are analysed.
@@ -252,9 +239,6 @@ protected:
 
     ScratchDir dir;
     Session session;
-    FixedChoosers choosers;
-    std::unique_ptr<Model> model;
-    std::unique_ptr<MainWindow> window;
 };
 
 TEST_F(WindowSession, ThreeDroppedFilesAreAnalysedAndTheMeasuresShowTheSelectedOne) {
